@@ -1,0 +1,81 @@
+#include "app/SelfTest.h"
+
+#include "notch/NotchViewModel.h"
+
+#include <QDirIterator>
+#include <QEventLoop>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTimer>
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+int g_problems = 0;
+QtMessageHandler g_previous = nullptr;
+
+void countingHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (type != QtDebugMsg && type != QtInfoMsg)
+        ++g_problems;
+    if (g_previous != nullptr)
+        g_previous(type, context, message);
+}
+
+} // namespace
+
+int SelfTest::run(NotchViewModel &model)
+{
+    g_previous = qInstallMessageHandler(countingHandler);
+    QQmlEngine engine;
+    QObject::connect(&engine, &QQmlEngine::warnings, [](const QList<QQmlError> &warnings) {
+        for (const QQmlError &w : warnings)
+            std::fprintf(stderr, "self-test: %s\n", qPrintable(w.toString()));
+        g_problems += int(warnings.size());
+    });
+
+    int files = 0;
+    QDirIterator it(QStringLiteral(":/qt/qml/Tarnwick"), {QStringLiteral("*.qml")}, QDir::Files,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        QQmlComponent component(&engine, QUrl(QStringLiteral("qrc") + path));
+        ++files;
+        if (component.isError()) {
+            for (const QQmlError &e : component.errors())
+                std::fprintf(stderr, "self-test: %s\n", qPrintable(e.toString()));
+            ++g_problems;
+        }
+    }
+
+    // Show the root view as the app does, so bindings are evaluated too.
+    QQmlComponent root(&engine, QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/NotchRootView.qml")));
+    std::unique_ptr<QObject> view(root.createWithInitialProperties({{QStringLiteral("model"), QVariant::fromValue(&model)}}));
+    if (!view) {
+        for (const QQmlError &e : root.errors())
+            std::fprintf(stderr, "self-test: %s\n", qPrintable(e.toString()));
+        ++g_problems;
+    } else {
+        QQuickWindow window;
+        auto *item = qobject_cast<QQuickItem *>(view.get());
+        const QSizeF size = model.geometry().windowSize();
+        window.resize(size.toSize());
+        item->setParentItem(window.contentItem());
+        item->setSize(size);
+        // Open and close once, so the animated bindings run as well.
+        model.expand();
+        QEventLoop loop;
+        QTimer::singleShot(300, &loop, &QEventLoop::quit);
+        loop.exec();
+        model.collapse();
+        QTimer::singleShot(300, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+
+    qInstallMessageHandler(g_previous);
+    std::fprintf(stderr, "self-test: %d QML files, %d problems\n", files, g_problems);
+    return g_problems == 0 && files > 0 ? 0 : 1;
+}
