@@ -1,9 +1,12 @@
 #include "app/SelfTest.h"
 
+#include "core/QmlModule.h"
 #include "notch/NotchViewModel.h"
 
 #include <QDirIterator>
 #include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -31,6 +34,7 @@ int SelfTest::run(NotchViewModel &model)
 {
     g_previous = qInstallMessageHandler(countingHandler);
     QQmlEngine engine;
+    QmlModule::prepare(engine);
     QObject::connect(&engine, &QQmlEngine::warnings, [](const QList<QQmlError> &warnings) {
         for (const QQmlError &w : warnings)
             std::fprintf(stderr, "self-test: %s\n", qPrintable(w.toString()));
@@ -42,8 +46,20 @@ int SelfTest::run(NotchViewModel &model)
                     QDirIterator::Subdirectories);
     while (it.hasNext()) {
         const QString path = it.next();
-        QQmlComponent component(&engine, QUrl(QStringLiteral("qrc") + path));
         ++files;
+        QFile source(path);
+        source.open(QIODevice::ReadOnly);
+        QQmlComponent component(&engine);
+        if (source.readAll().contains("pragma Singleton")) {
+            // A singleton cannot be a component of its own: reach it by name.
+            const QString name = QFileInfo(path).completeBaseName();
+            component.setData(QStringLiteral("import QtQuick\nimport Tarnwick\nQtObject { property var probe: %1 }").arg(name).toUtf8(), QUrl(QStringLiteral("qrc:/selftest/probe-of-%1.qml").arg(name)));
+            std::unique_ptr<QObject> probe(component.create());
+            if (!probe || !probe->property("probe").value<QObject *>())
+                ++g_problems;
+        } else {
+            component.loadUrl(QUrl(QStringLiteral("qrc") + path));
+        }
         if (component.isError()) {
             for (const QQmlError &e : component.errors())
                 std::fprintf(stderr, "self-test: %s\n", qPrintable(e.toString()));

@@ -1,6 +1,7 @@
 #include "app/NookSettings.h"
 #include "app/SelfTest.h"
 #include "core/Clock.h"
+#include "core/QmlModule.h"
 #include "core/UserDefaults.h"
 #include "notch/NotchGeometry.h"
 #include "notch/NotchViewModel.h"
@@ -42,6 +43,7 @@ int main(int argc, char *argv[])
         return SelfTest::run(model);
 
     QQuickView view;
+    QmlModule::prepare(*view.engine());
     view.setFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus);
     view.setColor(Qt::transparent);
     view.setResizeMode(QQuickView::SizeRootObjectToView);
