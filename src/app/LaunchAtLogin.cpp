@@ -37,7 +37,7 @@ LaunchAtLogin::Status LaunchAtLogin::readStatus() const
     if (m_executable.isEmpty() || !QFileInfo(m_executable).isExecutable())
         return Status::NotFound;
     const QString path = entryPath();
-    if (!QFileInfo::exists(path))
+    if (!QFileInfo(path).isFile())
         return Status::NotRegistered;
     QSettings entry(path, QSettings::IniFormat);
     entry.beginGroup(QStringLiteral("Desktop Entry"));

@@ -145,11 +145,18 @@ void NotchViewModel::refreshDerived()
 
 // ---- setters that notify only on change ----------------------------------
 
+// The spring is only named here; it becomes the published animation when a
+// property really changes, so a call that changes nothing notifies nobody.
 void NotchViewModel::useSpring(const Spring &spring)
 {
-    if (m_animation == spring)
+    m_nextSpring = spring;
+}
+
+void NotchViewModel::publishSpring()
+{
+    if (m_animation == m_nextSpring)
         return;
-    m_animation = spring;
+    m_animation = m_nextSpring;
     Q_EMIT animationChanged();
 }
 
@@ -157,6 +164,7 @@ void NotchViewModel::setState(State state)
 {
     if (m_state == state)
         return;
+    publishSpring();
     m_state = state;
     Q_EMIT stateChanged();
     refreshDerived();
@@ -166,6 +174,7 @@ void NotchViewModel::setPeek(const std::optional<Peek> &peek)
 {
     if (m_peek == peek)
         return;
+    publishSpring();
     m_peek = peek;
     Q_EMIT peekChanged();
     refreshDerived();
@@ -175,6 +184,7 @@ void NotchViewModel::setShowsPlayback(bool shows)
 {
     if (m_showsPlayback == shows)
         return;
+    publishSpring();
     m_showsPlayback = shows;
     Q_EMIT showsPlaybackChanged();
     refreshDerived();
@@ -184,6 +194,7 @@ void NotchViewModel::setPage(NookPage page)
 {
     if (m_page == page)
         return;
+    publishSpring();
     m_page = page;
     Q_EMIT pageChanged();
     refreshDerived();
@@ -193,6 +204,7 @@ void NotchViewModel::setDrawer(Drawer drawer)
 {
     if (m_drawer == drawer)
         return;
+    publishSpring();
     m_drawer = drawer;
     Q_EMIT drawerChanged();
     refreshDerived();
@@ -202,6 +214,7 @@ void NotchViewModel::setPageDragOffset(double offset)
 {
     if (m_pageDragOffset == offset)
         return;
+    publishSpring();
     m_pageDragOffset = offset;
     if (!(m_pageAnimation == m_animation)) {
         m_pageAnimation = m_animation;
@@ -249,6 +262,7 @@ void NotchViewModel::update(const NotchGeometry &geometry)
     m_geometry = geometry;
     // A new screen arrangement is shown as it is, not flown to.
     useSpring(Spring());
+    publishSpring();
     Q_EMIT geometryChanged();
     refreshDerived();
 }
@@ -367,6 +381,7 @@ void NotchViewModel::expand()
     useSpring(kOpenSpring);
     // The open Nook never carries a peek; state and peek change as one.
     const bool hadPeek = m_peek.has_value();
+    publishSpring();
     m_peek.reset();
     setState(State::Expanded);
     if (hadPeek)
@@ -384,6 +399,7 @@ void NotchViewModel::collapse()
     useSpring(kCloseSpring);
     // One change of the outline: state and drawer together.
     const bool hadDrawer = m_drawer != Drawer::None;
+    publishSpring();
     m_drawer = Drawer::None;
     setState(State::Collapsed);
     if (hadDrawer)

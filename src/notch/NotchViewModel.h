@@ -188,6 +188,7 @@ private:
     // Every change goes through these so that the spring is named first and
     // observers hear only of real changes.
     void useSpring(const Spring &spring);
+    void publishSpring();
     void setState(State state);
     void setPeek(const std::optional<Peek> &peek);
     void setShowsPlayback(bool shows);
@@ -223,6 +224,7 @@ private:
     ClockSlot m_playbackLinger;
 
     Spring m_animation;
+    Spring m_nextSpring;
     Spring m_outlineAnimation;
     Spring m_pageAnimation;
 
