@@ -1,16 +1,18 @@
 #pragma once
 
+#include "core/QmlSingleton.h"
+
 #include <QObject>
 #include <QString>
 #include <QtQml/qqmlregistration.h>
 
 // Starts Tarnwick when the user logs in, through an XDG autostart entry
 // (~/.config/autostart/tarnwick.desktop), which every desktop honours.
-class LaunchAtLogin : public QObject
+class LaunchAtLogin : public QObject, public QmlSingleton<LaunchAtLogin>
 {
     Q_OBJECT
     QML_ELEMENT
-    QML_UNCREATABLE("Owned by the application")
+    QML_SINGLETON
     Q_PROPERTY(Status status READ status NOTIFY statusChanged)
     Q_PROPERTY(QString lastError READ lastError NOTIFY lastErrorChanged)
     Q_PROPERTY(bool isEnabled READ isEnabled NOTIFY statusChanged)

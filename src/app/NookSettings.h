@@ -3,6 +3,8 @@
 #include "notch/NookPage.h"
 
 #include <QList>
+#include "core/QmlSingleton.h"
+
 #include <QObject>
 #include <QVariantList>
 #include <QtQml/qqmlregistration.h>
@@ -11,11 +13,11 @@ class UserDefaults;
 
 // What the Nook contains: the two pages and the two drawers, switched in
 // Settings and read live by everything else.
-class NookSettings : public QObject
+class NookSettings : public QObject, public QmlSingleton<NookSettings>
 {
     Q_OBJECT
     QML_ELEMENT
-    QML_UNCREATABLE("Owned by the application")
+    QML_SINGLETON
     Q_PROPERTY(bool showsNowPlaying READ showsNowPlaying WRITE setShowsNowPlaying NOTIFY showsNowPlayingChanged)
     Q_PROPERTY(bool showsTray READ showsTray WRITE setShowsTray NOTIFY showsTrayChanged)
     Q_PROPERTY(bool showsMirror READ showsMirror WRITE setShowsMirror NOTIFY showsMirrorChanged)

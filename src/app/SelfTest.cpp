@@ -1,7 +1,13 @@
 #include "app/SelfTest.h"
 
+#include "app/LaunchAtLogin.h"
+#include "app/NookSettings.h"
+#include "core/Clock.h"
 #include "core/QmlModule.h"
+#include "core/UserDefaults.h"
+#include "notch/NotchGeometry.h"
 #include "notch/NotchViewModel.h"
+#include "settings/SettingsWindowController.h"
 
 #include <QDirIterator>
 #include <QEventLoop>
@@ -11,6 +17,7 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <cstdio>
 #include <memory>
@@ -28,16 +35,40 @@ void countingHandler(QtMsgType type, const QMessageLogContext &context, const QS
         g_previous(type, context, message);
 }
 
+void wait(int ms)
+{
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+void report(const QList<QQmlError> &errors)
+{
+    for (const QQmlError &e : errors)
+        std::fprintf(stderr, "self-test: %s\n", qPrintable(e.toString()));
+}
+
 } // namespace
 
-int SelfTest::run(NotchViewModel &model)
+int SelfTest::run()
 {
     g_previous = qInstallMessageHandler(countingHandler);
+
+    // The services the views read, on a throw-away settings file.
+    QTemporaryDir dir;
+    UserDefaults defaults(dir.filePath(QStringLiteral("Tarnwick.conf")));
+    NookSettings settings(defaults);
+    NookSettings::setInstance(&settings);
+    LaunchAtLogin login(dir.filePath(QStringLiteral("autostart")), QString());
+    LaunchAtLogin::setInstance(&login);
+    NotchViewModel model(NotchGeometry(QSizeF(190, 32), false, QRectF(0, -1080, 1920, 1080)), settings,
+                         Clock::system());
+
     QQmlEngine engine;
     QmlModule::prepare(engine);
+    SettingsWindowController settingsWindow(engine);
     QObject::connect(&engine, &QQmlEngine::warnings, [](const QList<QQmlError> &warnings) {
-        for (const QQmlError &w : warnings)
-            std::fprintf(stderr, "self-test: %s\n", qPrintable(w.toString()));
+        report(warnings);
         g_problems += int(warnings.size());
     });
 
@@ -53,7 +84,9 @@ int SelfTest::run(NotchViewModel &model)
         if (source.readAll().contains("pragma Singleton")) {
             // A singleton cannot be a component of its own: reach it by name.
             const QString name = QFileInfo(path).completeBaseName();
-            component.setData(QStringLiteral("import QtQuick\nimport Tarnwick\nQtObject { property var probe: %1 }").arg(name).toUtf8(), QUrl(QStringLiteral("qrc:/selftest/probe-of-%1.qml").arg(name)));
+            component.setData(
+                QStringLiteral("import QtQuick\nimport Tarnwick\nQtObject { property var probe: %1 }").arg(name).toUtf8(),
+                QUrl(QStringLiteral("qrc:/selftest/probe-of-%1.qml").arg(name)));
             std::unique_ptr<QObject> probe(component.create());
             if (!probe || !probe->property("probe").value<QObject *>())
                 ++g_problems;
@@ -61,18 +94,17 @@ int SelfTest::run(NotchViewModel &model)
             component.loadUrl(QUrl(QStringLiteral("qrc") + path));
         }
         if (component.isError()) {
-            for (const QQmlError &e : component.errors())
-                std::fprintf(stderr, "self-test: %s\n", qPrintable(e.toString()));
+            report(component.errors());
             ++g_problems;
         }
     }
 
-    // Show the root view as the app does, so bindings are evaluated too.
+    // Show the root view as the app does, so bindings are evaluated too, and
+    // open and close it once so the animated ones run as well.
     QQmlComponent root(&engine, QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/NotchRootView.qml")));
     std::unique_ptr<QObject> view(root.createWithInitialProperties({{QStringLiteral("model"), QVariant::fromValue(&model)}}));
     if (!view) {
-        for (const QQmlError &e : root.errors())
-            std::fprintf(stderr, "self-test: %s\n", qPrintable(e.toString()));
+        report(root.errors());
         ++g_problems;
     } else {
         QQuickWindow window;
@@ -81,15 +113,25 @@ int SelfTest::run(NotchViewModel &model)
         window.resize(size.toSize());
         item->setParentItem(window.contentItem());
         item->setSize(size);
-        // Open and close once, so the animated bindings run as well.
+        window.show();
         model.expand();
-        QEventLoop loop;
-        QTimer::singleShot(300, &loop, &QEventLoop::quit);
-        loop.exec();
+        wait(250);
+        model.show(NookPage::Tray);
+        wait(250);
+        settings.setShowsNowPlaying(false);
+        settings.setShowsTray(false);
+        wait(100);
+        settings.setShowsNowPlaying(true);
+        settings.setShowsTray(true);
         model.collapse();
-        QTimer::singleShot(300, &loop, &QEventLoop::quit);
-        loop.exec();
+        wait(250);
     }
+
+    settingsWindow.show();
+    if (settingsWindow.window() == nullptr)
+        ++g_problems;
+    wait(150);
+    settingsWindow.close();
 
     qInstallMessageHandler(g_previous);
     std::fprintf(stderr, "self-test: %d QML files, %d problems\n", files, g_problems);

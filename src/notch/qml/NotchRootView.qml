@@ -1,10 +1,20 @@
 import QtQuick
 import Tarnwick
 
-// The one view inside the notch panel: the black outline, closed or open.
+// The one view inside the notch panel: the black outline, and inside it the
+// closed notch (with its wings and peeks) or the open Nook.
 Item {
     id: root
     required property NotchViewModel model
+
+    // Views of the other subsystems plug in here.
+    property Component mediaPage
+    property Component trayPage
+    property Component mirrorDrawer
+    property Component calendarDrawer
+    property Component leftWing
+    property Component rightWing
+    property Component peekView
 
     readonly property rect shape: model.shapeRect
     readonly property bool open: model.isExpanded
@@ -23,21 +33,87 @@ Item {
         // A simulated notch gets a pill-like lower edge.
         target: root.open ? 22 : (root.geometry.hasPhysicalNotch ? 10 : root.geometry.notchSize.height / 2)
     }
+    // 0 closed … 1 open, on the outline's own spring, for the content fades.
+    SpringValue { id: openness; spring: root.outlineSpring; target: root.open ? 1 : 0 }
 
     PlacedNotchShape {
         id: outline
         anchors.fill: parent
-        color: "black"
+        color: NookStyle.background
         shapeX: sx.value
         shapeY: sy.value
         shapeWidth: sw.value
         shapeHeight: sh.value
         topRadius: topRadius.value
         bottomRadius: bottomRadius.value
+    }
 
-        TapHandler {
-            enabled: !root.open
-            onTapped: root.model.expand()
+    // Content never spills past the outline, however the springs move it.
+    Item {
+        id: clipper
+        x: sx.value + topRadius.value
+        y: sy.value
+        width: Math.max(0, sw.value - 2 * topRadius.value)
+        height: sh.value
+        clip: true
+
+        Item {
+            id: closedContent
+            x: -clipper.x
+            y: -clipper.y
+            width: root.width
+            height: root.height
+            opacity: Math.max(0, 1 - openness.value * 2.5)
+            visible: opacity > 0
+
+            readonly property rect notch: root.geometry.notchRect
+
+            Loader {
+                active: root.model.showsPlayback && !root.model.hasPeek && root.leftWing !== null
+                sourceComponent: root.leftWing
+                x: closedContent.notch.x - 44
+                width: 44
+                height: closedContent.notch.height
+            }
+            Loader {
+                active: root.model.showsPlayback && !root.model.hasPeek && root.rightWing !== null
+                sourceComponent: root.rightWing
+                x: closedContent.notch.x + closedContent.notch.width
+                width: 44
+                height: closedContent.notch.height
+            }
+            Loader {
+                active: root.model.hasPeek && root.peekView !== null
+                sourceComponent: root.peekView
+                x: closedContent.notch.x - 74
+                width: closedContent.notch.width + 2 * 74
+                height: closedContent.notch.height
+            }
+        }
+
+        NookContentView {
+            id: content
+            x: -clipper.x
+            y: -clipper.y
+            width: root.width
+            height: root.height
+            model: root.model
+            mediaPage: root.mediaPage
+            trayPage: root.trayPage
+            mirrorDrawer: root.mirrorDrawer
+            calendarDrawer: root.calendarDrawer
+            opacity: Math.max(0, Math.min(1, (openness.value - 0.3) / 0.7))
+            visible: opacity > 0
+            enabled: root.open
         }
     }
+
+    // A tap on the closed notch opens it.
+    TapHandler {
+        enabled: !root.open
+        onTapped: root.model.expand()
+    }
+
+    Accessible.role: Accessible.Pane
+    Accessible.name: root.open ? "Tarnwick" : "Tarnwick notch"
 }

@@ -1,0 +1,108 @@
+#include "app/AppDelegate.h"
+
+#include "app/AppIcon.h"
+#include "app/LaunchAtLogin.h"
+#include "app/NookSettings.h"
+#include "app/SingleInstance.h"
+#include "app/TerminationSignals.h"
+#include "core/Clock.h"
+#include "core/UserDefaults.h"
+#include "notch/NotchWindowController.h"
+#include "notch/QtScreenSource.h"
+#include "settings/SettingsWindowController.h"
+
+#include <QApplication>
+#include <QMenu>
+#include <QSystemTrayIcon>
+
+AppDelegate::AppDelegate(QObject *parent)
+    : QObject(parent)
+{
+}
+
+AppDelegate::~AppDelegate()
+{
+    terminate();
+    // Windows first: they show the services below.
+    m_settingsWindow.reset();
+    m_trayIcon.reset();
+    m_controller.reset();
+}
+
+bool AppDelegate::isRunningTests()
+{
+    return qEnvironmentVariableIsSet("XCTestConfigurationFilePath");
+}
+
+bool AppDelegate::launch()
+{
+    if (isRunningTests())
+        return true;
+
+    m_instance = new SingleInstance(SingleInstance::defaultSocketPath(), this);
+    if (!m_instance->claim())
+        return false;
+    connect(m_instance, &SingleInstance::anotherLaunch, this, &AppDelegate::openSettings);
+
+    // 1. A polite kill quits through the same path as the menu.
+    m_signals = new TerminationSignals(this);
+    connect(m_signals, &TerminationSignals::received, qApp, &QCoreApplication::quit);
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &AppDelegate::terminate);
+
+    // 2. Settings first: every service below reads them.
+    m_defaults = std::make_unique<UserDefaults>();
+    m_settings = std::make_unique<NookSettings>(*m_defaults);
+    NookSettings::setInstance(m_settings.get());
+    m_launchAtLogin = std::make_unique<LaunchAtLogin>();
+    LaunchAtLogin::setInstance(m_launchAtLogin.get());
+
+    // 3. The notch.
+    m_screens = std::make_unique<QtScreenSource>();
+    m_controller = std::make_unique<NotchWindowController>(*m_settings, *m_defaults, *m_screens, Clock::system(),
+                                                           [this] { openSettings(); });
+    m_controller->show();
+
+    buildTrayIcon();
+    return true;
+}
+
+void AppDelegate::buildTrayIcon()
+{
+    m_trayMenu = std::make_unique<QMenu>();
+    QAction *settings = m_trayMenu->addAction(tr("Settings…"), this, &AppDelegate::openSettings);
+    settings->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    m_trayMenu->addSeparator();
+    QAction *quit = m_trayMenu->addAction(tr("Quit Tarnwick"), qApp, &QCoreApplication::quit);
+    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+
+    m_trayIcon = std::make_unique<QSystemTrayIcon>(AppIcon::make(true));
+    m_trayIcon->setToolTip(QStringLiteral("Tarnwick"));
+    m_trayIcon->setContextMenu(m_trayMenu.get());
+    connect(m_trayIcon.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason == QSystemTrayIcon::Trigger)
+            m_trayIcon->contextMenu()->popup(QCursor::pos());
+    });
+    m_trayIcon->show();
+}
+
+SettingsWindowController *AppDelegate::settingsWindow()
+{
+    if (!m_settingsWindow && m_controller && m_controller->engine() != nullptr)
+        m_settingsWindow = std::make_unique<SettingsWindowController>(*m_controller->engine());
+    return m_settingsWindow.get();
+}
+
+void AppDelegate::openSettings()
+{
+    if (SettingsWindowController *window = settingsWindow())
+        window->show();
+}
+
+void AppDelegate::terminate()
+{
+    if (m_terminated || isRunningTests())
+        return;
+    m_terminated = true;
+    // Services that must put the desktop back (the Now Playing helper, music
+    // mode) stop here as they join.
+}

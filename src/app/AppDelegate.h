@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QObject>
+#include <memory>
+
+class LaunchAtLogin;
+class NookSettings;
+class NotchWindowController;
+class QSystemTrayIcon;
+class QMenu;
+class QtScreenSource;
+class SettingsWindowController;
+class SingleInstance;
+class TerminationSignals;
+class UserDefaults;
+
+// Owns every long-lived service, creates them in a fixed order when the
+// application starts, wires them into the notch, and puts the desktop back
+// when the application ends.
+class AppDelegate : public QObject
+{
+    Q_OBJECT
+public:
+    explicit AppDelegate(QObject *parent = nullptr);
+    ~AppDelegate() override;
+
+    // The process hosts a test runner: nothing of the shell runs.
+    static bool isRunningTests();
+
+    // Returns false when another Tarnwick already runs in this session (it has
+    // been told to show its Settings window); the caller then exits.
+    bool launch();
+
+    NotchWindowController *controller() const { return m_controller.get(); }
+    SettingsWindowController *settingsWindow();
+    void openSettings();
+
+private:
+    void terminate();
+    void buildTrayIcon();
+
+    std::unique_ptr<UserDefaults> m_defaults;
+    std::unique_ptr<NookSettings> m_settings;
+    std::unique_ptr<LaunchAtLogin> m_launchAtLogin;
+    std::unique_ptr<QtScreenSource> m_screens;
+    std::unique_ptr<NotchWindowController> m_controller;
+    std::unique_ptr<SettingsWindowController> m_settingsWindow;
+    std::unique_ptr<QMenu> m_trayMenu;
+    std::unique_ptr<QSystemTrayIcon> m_trayIcon;
+    TerminationSignals *m_signals = nullptr;
+    SingleInstance *m_instance = nullptr;
+    bool m_terminated = false;
+};

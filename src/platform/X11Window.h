@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QList>
+#include <QRect>
+
+class QWindow;
+
+// The few X11 requests Tarnwick's windows need that Qt does not offer.
+// Every function does nothing (or returns 0) outside X11.
+namespace X11Window {
+
+bool isAvailable();
+
+// A panel that stays above everything on every desktop and stays out of
+// task bars, pagers and window switchers. Call after create(), before show().
+void setPanelHints(QWindow *window);
+
+// A window that lives on the desktop layer under every other window.
+void setDesktopHints(QWindow *window);
+
+// Only these rectangles (window coordinates, device-independent pixels) take
+// pointer input; everything else falls through to the windows below.
+void setInputShape(QWindow *window, const QList<QRect> &rects);
+
+// The window that has the keyboard now, and a polite request to give it back.
+quint32 activeWindow();
+void activate(quint32 windowId);
+
+} // namespace X11Window
