@@ -68,6 +68,13 @@ bool NotchPanel::event(QEvent *event)
     case QEvent::FocusOut:
         m_controller.keyboardLost();
         break;
+    case QEvent::Expose:
+        // A window manager that frames the panel copies its input shape to
+        // the frame only when the shape changes after the window is managed
+        // (openbox does so): set it again once the panel is really up.
+        if (isExposed())
+            m_controller.panelExposed();
+        break;
     default:
         break;
     }

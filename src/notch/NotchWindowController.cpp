@@ -339,6 +339,11 @@ void NotchWindowController::setKeyboardFocus(bool on)
     releaseHoldAtPointer();
 }
 
+void NotchWindowController::panelExposed()
+{
+    updateInputShape();
+}
+
 void NotchWindowController::keyboardLost()
 {
     if (m_model)

@@ -64,6 +64,7 @@ public:
     void showContextMenu(QPoint globalPosition);
     bool handleWheel(const QWheelEvent &event);
     void keyboardLost();
+    void panelExposed();
 
     void setKeyboardFocus(bool on);
 

@@ -102,7 +102,7 @@ bool Swipe::handleTrackpad(const ScrollInput &event, SwipeTargets &targets)
             targets.endStripDrag(m_total + m_lastStep * kProjection);
         else
             targets.endPageDrag(m_total + m_lastStep * kProjection);
-        m_direction = Direction::Undecided;
+        // The direction stays: the glide that follows belongs to this gesture.
         return true;
     }
     return false;

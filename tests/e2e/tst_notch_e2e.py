@@ -1,0 +1,171 @@
+#!/usr/bin/python3
+"""End to end: the real tarnwick binary on a private X11 desktop, driven by
+the pointer as a user would. Usage: tst_notch_e2e.py TARNWICK_BINARY"""
+
+import os
+import signal
+import subprocess
+import sys
+import time
+import traceback
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from x11session import X11Session  # noqa: E402
+
+BINARY = os.path.abspath(sys.argv[1])
+WALL_Y = 100      # a row inside the open Nook but below the closed notch
+CENTRE_X = 756    # the screen's centre column
+
+
+class Tarnwick:
+    def __init__(self, session):
+        self.session = session
+        self.log = open(os.path.join(session.tmp, "tarnwick.log"), "w")
+        self.proc = session.spawn([BINARY], stdout=self.log, stderr=subprocess.STDOUT)
+        session.wait_for(lambda: session.window_geometry("Tarnwick") is not None, 10, "the panel never appeared")
+        time.sleep(0.5)
+
+    def is_open(self):
+        return self.session.pixel(CENTRE_X, WALL_Y) == "000000"
+
+
+def hover_opens_after_the_dwell_and_closes_after_leaving(s, app):
+    s.move(CENTRE_X, 500)
+    time.sleep(0.3)
+    assert not app.is_open(), "open before any hover"
+    # Passing through faster than the dwell never opens it.
+    s.xdotool("mousemove", CENTRE_X, 8, "mousemove", CENTRE_X, 500)
+    time.sleep(0.8)
+    assert not app.is_open(), "opened by a pointer passing through"
+    s.move(CENTRE_X, 8)
+    s.wait_for(app.is_open, 3, "hovering the notch did not open it")
+    s.move(CENTRE_X, 60)
+    time.sleep(0.3)
+    s.move(CENTRE_X, 500)
+    time.sleep(0.15)
+    assert app.is_open(), "closed sooner than 0.4 s after the pointer left"
+    s.wait_for(lambda: not app.is_open(), 3, "did not close after the pointer left")
+
+
+def clicks_outside_the_outline_reach_the_window_below(s, app):
+    log = open(os.path.join(s.tmp, "xev.log"), "w")
+    # Line-buffered, so the events are in the file when we look.
+    s.spawn(["stdbuf", "-oL", "xev", "-name", "probe", "-geometry", "300x80+606+40", "-event", "button"], stdout=log)
+    s.wait_for(lambda: s.window_geometry("probe") is not None, 5, "the probe window did not appear")
+    time.sleep(0.5)
+    x, y, w, h = s.window_geometry("probe")
+    # Below the closed notch but inside the panel's window rectangle.
+    assert y < 144, "the probe window is not under the panel"
+    s.xdotool("mousemove", x + 50, y + h // 2, "click", "1")
+    time.sleep(0.5)
+    log.flush()
+    events = open(os.path.join(s.tmp, "xev.log")).read()
+    assert "ButtonPress" in events, "the click did not fall through the panel"
+
+
+def a_press_held_inside_keeps_it_open(s, app):
+    s.move(CENTRE_X, 8)
+    s.wait_for(app.is_open, 3, "did not open")
+    s.move(CENTRE_X + 150, 120)
+    s.xdotool("mousedown", "1")
+    s.move(CENTRE_X, 600)
+    time.sleep(1.0)
+    assert app.is_open(), "closed while the press was held"
+    s.xdotool("mouseup", "1")
+    s.move(CENTRE_X, 610)
+    s.wait_for(lambda: not app.is_open(), 3, "did not close after the press ended outside")
+
+
+def visible_windows(s):
+    out = s.run(["xdotool", "search", "--onlyvisible", "--class", "tarnwick"], check=False).stdout
+    return len(out.split())
+
+
+def open_context_menu(s):
+    before = visible_windows(s)
+    s.move(CENTRE_X, 8)
+    s.xdotool("click", "3")
+    s.wait_for(lambda: visible_windows(s) > before, 5, "the context menu did not appear")
+    time.sleep(0.2)
+
+
+def the_context_menu_offers_settings_and_quit(s, app):
+    # First entry: Settings…
+    open_context_menu(s)
+    s.xdotool("key", "Down", "Return")
+    s.wait_for(lambda: s.window_geometry("Tarnwick Settings") is not None, 5, "Settings… did not open the window")
+    s.xdotool("key", "--window", s.run(["xdotool", "search", "--name", "Tarnwick Settings"]).stdout.split()[0],
+              "Escape")
+    s.wait_for(lambda: s.window_geometry("Tarnwick Settings") is None
+               or "IsViewable" not in s.run(["xwininfo", "-name", "Tarnwick Settings"], check=False).stdout,
+               5, "Escape did not close Settings")
+    # Last entry: Quit Tarnwick, which ends the process normally.
+    open_context_menu(s)
+    s.xdotool("key", "Up", "Return")
+    code = app.proc.wait(10)
+    assert code == 0, f"Quit Tarnwick ended with {code}"
+
+
+def sigterm_quits_cleanly(s, app):
+    app.proc.send_signal(signal.SIGTERM)
+    code = app.proc.wait(10)
+    assert code == 0, f"SIGTERM ended with {code}"
+
+
+def a_second_launch_shows_settings_and_exits(s, app):
+    second = subprocess.run([BINARY], env=s.env, timeout=20, capture_output=True)
+    assert second.returncode == 0, f"the second launch ended with {second.returncode}"
+    s.wait_for(lambda: s.window_geometry("Tarnwick Settings") is not None, 5, "the first instance was not told")
+    assert app.proc.poll() is None, "the first instance went away"
+
+
+def the_panel_follows_screens_as_they_come_and_go(s, app):
+    def panel_x():
+        return s.window_geometry("Tarnwick")[0]
+    # Two monitors side by side on a 2400-point-wide screen.
+    s.run(["xrandr", "--setmonitor", "A", "1200/300x982/250+0+0", "screen"])
+    s.run(["xrandr", "--setmonitor", "B", "1200/300x982/250+1200+0", "none"])
+    # On 1200 points the drawers shrink to 323: a 1176-point window centred on A.
+    s.wait_for(lambda: panel_x() in (12, 1212), 5, f"not re-centred on a 1200-point monitor: x={panel_x()}")
+    first = panel_x()
+    s.run(["xrandr", "--delmonitor", "A" if first == 12 else "B"])
+    expected = 1212 if first == 12 else 12
+    s.wait_for(lambda: panel_x() == expected, 5, f"did not move to the remaining monitor: x={panel_x()}")
+
+
+TESTS = [
+    (hover_opens_after_the_dwell_and_closes_after_leaving, {}),
+    (clicks_outside_the_outline_reach_the_window_below, {}),
+    (a_press_held_inside_keeps_it_open, {}),
+    (a_second_launch_shows_settings_and_exits, {}),
+    (the_context_menu_offers_settings_and_quit, {}),
+    (sigterm_quits_cleanly, {}),
+    (the_panel_follows_screens_as_they_come_and_go, {"width": 2400}),
+]
+
+
+def main():
+    passed = failed = 0
+    for test, options in TESTS:
+        session = X11Session(**options).start()
+        started = time.monotonic()
+        try:
+            app = Tarnwick(session)
+            test(session, app)
+            passed += 1
+            print(f"PASS   {test.__name__} ({time.monotonic() - started:.1f} s)")
+        except Exception:
+            failed += 1
+            print(f"FAIL!  {test.__name__}")
+            traceback.print_exc()
+            log = os.path.join(session.tmp, "tarnwick.log")
+            if os.path.exists(log):
+                print("tarnwick said:\n" + open(log).read())
+        finally:
+            session.stop()
+    print(f"{passed} passed, {failed} failed")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,111 @@
+"""A private X11 desktop for end-to-end tests: Xvfb, a compositor, a
+window manager and a wallpaper, torn down with the test."""
+
+import os
+import shutil
+import subprocess
+import tempfile
+import time
+
+REQUIRED = {
+    "Xvfb": "xvfb", "openbox": "openbox", "xcompmgr": "xcompmgr", "hsetroot": "hsetroot",
+    "xdotool": "xdotool", "import": "imagemagick", "convert": "imagemagick", "xwininfo": "x11-utils",
+    "xev": "x11-utils", "xrandr": "x11-xserver-utils", "xdpyinfo": "x11-utils",
+}
+
+
+def require_tools():
+    missing = sorted({pkg for tool, pkg in REQUIRED.items() if shutil.which(tool) is None})
+    if missing:
+        raise SystemExit("missing tools; install the Debian packages: " + " ".join(missing))
+
+
+class X11Session:
+    def __init__(self, width=1512, height=982):
+        require_tools()
+        self.width, self.height = width, height
+        self.tmp = tempfile.mkdtemp(prefix="tarnwick-e2e-")
+        self.procs = []
+        number = 200 + os.getpid() % 500
+        while os.path.exists(f"/tmp/.X11-unix/X{number}"):
+            number += 1
+        self.display = f":{number}"
+        self.env = dict(os.environ, DISPLAY=self.display, HOME=os.path.join(self.tmp, "home"),
+                        XDG_CONFIG_HOME=os.path.join(self.tmp, "home/.config"),
+                        XDG_DATA_HOME=os.path.join(self.tmp, "home/.local/share"),
+                        XDG_CACHE_HOME=os.path.join(self.tmp, "home/.cache"),
+                        XDG_RUNTIME_DIR=os.path.join(self.tmp, "run"))
+        self.env.pop("WAYLAND_DISPLAY", None)
+        self.env.pop("QT_QPA_PLATFORM", None)
+        os.makedirs(self.env["HOME"])
+        os.makedirs(self.env["XDG_RUNTIME_DIR"], mode=0o700)
+
+    def start(self, wallpaper=True):
+        self.spawn(["Xvfb", self.display, "-screen", "0", f"{self.width}x{self.height}x24", "-nolisten", "tcp"])
+        self.wait_for(lambda: self.run(["xdpyinfo"], check=False).returncode == 0, 10, "Xvfb did not start")
+        self.spawn(["xcompmgr"])
+        self.spawn(["openbox"])
+        time.sleep(0.4)
+        if wallpaper:
+            wall = os.path.join(self.tmp, "wall.png")
+            self.run(["convert", "-size", f"{self.width}x{self.height}", "gradient:#4a6fa5-#d4a373", wall])
+            self.run(["hsetroot", "-fill", wall])
+        return self
+
+    def spawn(self, argv, **kw):
+        p = subprocess.Popen(argv, env=self.env, stdout=kw.pop("stdout", subprocess.DEVNULL),
+                             stderr=kw.pop("stderr", subprocess.DEVNULL), **kw)
+        self.procs.append(p)
+        return p
+
+    def run(self, argv, check=True, **kw):
+        return subprocess.run(argv, env=self.env, check=check, capture_output=True, text=True, **kw)
+
+    def stop(self):
+        for p in reversed(self.procs):
+            if p.poll() is None:
+                p.terminate()
+                try:
+                    p.wait(5)
+                except subprocess.TimeoutExpired:
+                    p.kill()
+        shutil.rmtree(self.tmp, ignore_errors=True)
+
+    @staticmethod
+    def wait_for(condition, timeout, message, interval=0.05):
+        deadline = time.monotonic() + timeout
+        while time.monotonic() < deadline:
+            if condition():
+                return
+            time.sleep(interval)
+        raise AssertionError(message)
+
+    # --- looking and pointing -------------------------------------------
+    def pixel(self, x, y):
+        out = self.run(["import", "-window", "root", "-crop", f"1x1+{x}+{y}", "txt:-"]).stdout
+        last = out.strip().splitlines()[-1]
+        return last.split("#")[1][:6].lower()
+
+    def screenshot(self, path, crop=None):
+        full = os.path.join(self.tmp, "full.png")
+        self.run(["import", "-window", "root", full])
+        args = ["convert", full] + (["-crop", crop, "+repage"] if crop else []) + [path]
+        self.run(args)
+
+    def move(self, x, y):
+        self.run(["xdotool", "mousemove", str(x), str(y)])
+
+    def xdotool(self, *args):
+        return self.run(["xdotool", *map(str, args)], check=False)
+
+    def window_geometry(self, name):
+        out = self.run(["xwininfo", "-name", name], check=False).stdout
+        values = {}
+        for line in out.splitlines():
+            line = line.strip()
+            for key in ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height"):
+                if line.startswith(key + ":"):
+                    values[key] = int(line.split(":")[1])
+        if len(values) < 4:
+            return None
+        return (values["Absolute upper-left X"], values["Absolute upper-left Y"], values["Width"], values["Height"])
