@@ -2,6 +2,7 @@
 #include "app/SelfTest.h"
 
 #include <QApplication>
+#include <QQuickWindow>
 #include <QtQml/qqmlextensionplugin.h>
 
 Q_IMPORT_QML_PLUGIN(TarnwickPlugin)
@@ -12,6 +13,12 @@ int main(int argc, char *argv[])
     // window through XWayland, which every compositor offers.
     if (qEnvironmentVariableIsSet("WAYLAND_DISPLAY") && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "xcb");
+
+    // The notch is a few hundred points of flat shapes and text: Qt Quick's
+    // software renderer draws it with partial updates, keeps no GPU context
+    // alive, and needs a third of the memory. QT_QUICK_BACKEND overrides.
+    if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND"))
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tarnwick"));

@@ -3,8 +3,10 @@
 #include "notch/NotchWindowController.h"
 
 #include <QEnterEvent>
+#include <QElapsedTimer>
 #include <QMouseEvent>
 #include <QWheelEvent>
+#include <cstdio>
 
 NotchPanel::NotchPanel(NotchWindowController &controller)
     : m_controller(controller)
@@ -14,6 +16,26 @@ NotchPanel::NotchPanel(NotchWindowController &controller)
     setColor(Qt::transparent);
     setResizeMode(QQuickView::SizeRootObjectToView);
     setTitle(QStringLiteral("Tarnwick"));
+
+    // Diagnostics for measuring animations: each frame's work and the gap
+    // since the one before, on standard error.
+    if (qEnvironmentVariableIsSet("TARNWICK_FRAME_LOG")) {
+        auto *frame = new QElapsedTimer;
+        auto *gap = new QElapsedTimer;
+        connect(this, &QQuickWindow::beforeSynchronizing, this, [frame] { frame->start(); }, Qt::DirectConnection);
+        connect(
+            this, &QQuickWindow::frameSwapped, this,
+            [frame, gap] {
+                std::fprintf(stderr, "tarnwick-frame: work %.2f ms, gap %.2f ms\n", frame->nsecsElapsed() / 1e6,
+                             gap->isValid() ? gap->nsecsElapsed() / 1e6 : 0.0);
+                gap->start();
+            },
+            Qt::DirectConnection);
+        connect(this, &QObject::destroyed, [frame, gap] {
+            delete frame;
+            delete gap;
+        });
+    }
 }
 
 void NotchPanel::setAllowsKeyboard(bool allows)
