@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# The screenshot script runs from a clean build and renders every state it
+# promises, each showing what it should.
+set -euo pipefail
+top=$(cd "$(dirname "$0")/../.." && pwd)
+out=$(mktemp -d)
+trap 'rm -rf "$out"' EXIT
+TARNWICK_BUILD=$1 "$top/tools/screenshots" "$out" >/dev/null
+pixel() { convert "$out/$1.png" -crop "1x1+$2+$3" txt:- | tail -1 | grep -o '#[0-9A-F]\{6\}'; }
+fail=0
+check() { # name x y expected-black(yes/no)
+  local p; p=$(pixel "$1" "$2" "$3")
+  if { [ "$4" = yes ] && [ "$p" != "#000000" ]; } || { [ "$4" = no ] && [ "$p" = "#000000" ]; }; then
+    echo "FAIL! $1 at $2,$3 is $p"; fail=1
+  else
+    echo "PASS  $1 at $2,$3"
+  fi
+}
+for name in closed-notch open-media-page open-tray-page drawer-calendar drawer-mirror settings-window all-pages-off; do
+  [ -s "$out/$name.png" ] || { echo "FAIL! $name.png was not written"; fail=1; }
+done
+check closed-notch 756 10 yes
+check closed-notch 600 100 no
+check open-media-page 600 100 yes
+check drawer-calendar 1200 100 yes
+check drawer-mirror 300 100 yes
+check drawer-mirror 1200 100 no
+check all-pages-off 600 100 yes
+exit $fail
