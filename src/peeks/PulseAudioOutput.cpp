@@ -114,6 +114,10 @@ void PulseAudioOutput::dropContext()
     pa_context_disconnect(m_context);
     pa_context_unref(m_context);
     m_context = nullptr;
+    // Disconnecting cancels pending operations without calling back.
+    m_writesInFlight = 0;
+    m_sink.reset();
+    m_defaultName.clear();
 }
 
 void PulseAudioOutput::lostServer()
@@ -204,7 +208,13 @@ void PulseAudioOutput::requestDefaultSink()
 void PulseAudioOutput::onSinkInfo(pa_context *, const pa_sink_info *info, int eol, void *self)
 {
     auto *that = static_cast<PulseAudioOutput *>(self);
-    if (eol != 0 || !info)
+    if (eol < 0) {
+        // The default vanished between the server's answer and ours; the
+        // server's next event names its successor.
+        that->m_sink.reset();
+        return;
+    }
+    if (eol > 0 || !info)
         return;
     const QString name = QString::fromUtf8(info->name);
     // Replies come in the order the requests went out; one for a sink that
@@ -221,13 +231,20 @@ void PulseAudioOutput::onSinkInfo(pa_context *, const pa_sink_info *info, int eo
     }
     sink.properties = propertiesOf(info->proplist);
     sink.hasVolume = info->volume.channels > 0 && pa_cvolume_valid(&info->volume);
+    // While our own writes are on their way, this reply may describe the
+    // sink before the latest of them, and a drag on the volume control would
+    // jump back for a moment; the last value written stands until the server
+    // has taken every write.
+    const bool ownWritesPending = that->m_writesInFlight > 0 && that->m_sink && that->m_sink->id == name
+        && sink.hasVolume && that->m_volume.channels == info->volume.channels;
+    if (!ownWritesPending)
+        that->m_volume = info->volume;
     // The loudest channel is the level: it is what a balance-keeping write
     // scales, so a level written reads back as itself.
-    sink.volume = sink.hasVolume ? double(pa_cvolume_max(&info->volume)) / PA_VOLUME_NORM : 0.0;
+    sink.volume = sink.hasVolume ? double(pa_cvolume_max(&that->m_volume)) / PA_VOLUME_NORM : 0.0;
     sink.muted = info->mute != 0;
 
     that->m_sinkIndex = info->index;
-    that->m_volume = info->volume;
     that->m_sink = sink;
     Q_EMIT that->changed();
 }
@@ -241,8 +258,19 @@ void PulseAudioOutput::setVolume(const QString &sinkId, double level)
     // set elsewhere survives the change.
     pa_cvolume volume = m_volume;
     pa_cvolume_scale(&volume, pa_volume_t(std::lround(clamped * PA_VOLUME_NORM)));
+    pa_operation *write = pa_context_set_sink_volume_by_name(
+        m_context, sinkId.toUtf8().constData(), &volume, &PulseAudioOutput::onVolumeWritten, this);
+    if (!write)
+        return;
     m_volume = volume;
-    release(pa_context_set_sink_volume_by_name(m_context, sinkId.toUtf8().constData(), &volume, nullptr, nullptr));
+    ++m_writesInFlight;
+    release(write);
+}
+
+void PulseAudioOutput::onVolumeWritten(pa_context *, int, void *self)
+{
+    auto *that = static_cast<PulseAudioOutput *>(self);
+    that->m_writesInFlight = std::max(0, that->m_writesInFlight - 1);
 }
 
 void PulseAudioOutput::setMuted(const QString &sinkId, bool muted)

@@ -56,6 +56,7 @@ private:
     static void onSubscription(pa_context *context, pa_subscription_event_type_t type, uint32_t index, void *self);
     static void onServerInfo(pa_context *context, const pa_server_info *info, void *self);
     static void onSinkInfo(pa_context *context, const pa_sink_info *info, int eol, void *self);
+    static void onVolumeWritten(pa_context *context, int success, void *self);
 
     Clock &m_clock;
     ClockSlot m_retry;
@@ -68,6 +69,7 @@ private:
 
     QString m_defaultName;
     uint32_t m_sinkIndex = 0;
-    pa_cvolume m_volume{}; // the default sink's channels as last read, for balance-keeping writes
+    pa_cvolume m_volume{}; // the default sink's channels as last read or written, for balance-keeping writes
+    int m_writesInFlight = 0;
     std::optional<Sink> m_sink;
 };

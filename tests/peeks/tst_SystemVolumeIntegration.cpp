@@ -229,6 +229,26 @@ private Q_SLOTS:
         QTRY_VERIFY(!defaultSinkMuted());
     }
 
+    void aDragNeverJumpsBack()
+    {
+        run({QStringLiteral("set-sink-volume"), QStringLiteral("@DEFAULT_SINK@"), QStringLiteral("10%")});
+        QTRY_COMPARE(m_volume->level(), 6553 / 65536.0);
+        QList<double> seen;
+        connect(m_volume.get(), &SystemVolume::levelChanged, this, [&] { seen.append(m_volume->level()); });
+        // A pointer dragging the control, with the server's echoes of the
+        // earlier steps arriving in between.
+        for (int step = 2; step <= 40; ++step) {
+            m_volume->set(step / 40.0);
+            QTest::qWait(2);
+        }
+        QTRY_COMPARE(defaultSinkVolumes(), (QList<int>{65536, 65536}));
+        settle();
+        disconnect(m_volume.get(), &SystemVolume::levelChanged, this, nullptr);
+        QCOMPARE(seen.size(), 39);
+        QVERIFY(std::is_sorted(seen.begin(), seen.end()));
+        QCOMPARE(m_volume->level(), 1.0);
+    }
+
     void survivesTheServerRestarting()
     {
         run({QStringLiteral("set-default-sink"), QStringLiteral("bluez_sink.00_1B_66_00_00_03.a2dp_sink")});
