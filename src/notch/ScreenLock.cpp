@@ -6,6 +6,7 @@
 #include <QDBusPendingReply>
 #include <QDBusVariant>
 #include <QLoggingCategory>
+
 #include <unistd.h>
 
 namespace {
@@ -20,8 +21,8 @@ const QString lockedHint = QStringLiteral("LockedHint");
 } // namespace
 
 ScreenLock::ScreenLock(QObject *parent)
-    : ScreenLock(QDBusConnection::systemBus(), QDBusConnection::sessionBus(), qEnvironmentVariable("XDG_SESSION_ID"),
-        parent)
+    : ScreenLock(
+        QDBusConnection::systemBus(), QDBusConnection::sessionBus(), qEnvironmentVariable("XDG_SESSION_ID"), parent)
 {
 }
 
@@ -104,7 +105,8 @@ void ScreenLock::sessionPropertiesChanged(
 
 void ScreenLock::readLockedHint()
 {
-    QDBusMessage get = QDBusMessage::createMethodCall(login1Service, m_sessionPath, propertiesInterface, QStringLiteral("Get"));
+    QDBusMessage get
+        = QDBusMessage::createMethodCall(login1Service, m_sessionPath, propertiesInterface, QStringLiteral("Get"));
     get << login1Session << lockedHint;
     auto *call = new QDBusPendingCallWatcher(m_systemBus.asyncCall(get), this);
     connect(call, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher *done) {

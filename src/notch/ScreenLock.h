@@ -16,8 +16,7 @@ class QDBusPendingCallWatcher;
 // and logind's Lock and Unlock requests, which are all that some Wayland
 // setups with swaylock give. Each channel reports a state; the latest report
 // wins, and observers hear only real changes.
-class ScreenLock : public QObject
-{
+class ScreenLock : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool isLocked READ isLocked NOTIFY isLockedChanged)
 

@@ -1,14 +1,14 @@
 #include "peeks/PulseAudioOutput.h"
 
 #include <QLoggingCategory>
+
+#include <algorithm>
+#include <cmath>
 #include <pulse/context.h>
 #include <pulse/error.h>
 #include <pulse/glib-mainloop.h>
 #include <pulse/introspect.h>
 #include <pulse/subscribe.h>
-
-#include <algorithm>
-#include <cmath>
 
 namespace {
 Q_LOGGING_CATEGORY(lcVolume, "tarnwick.volume", QtWarningMsg)
@@ -95,8 +95,8 @@ void PulseAudioOutput::connectToServer()
     pa_context_set_state_callback(m_context, &PulseAudioOutput::onContextState, this);
     const QByteArray server = m_server.toUtf8();
     // Never spawn a server of our own: the session decides which one runs.
-    if (pa_context_connect(m_context, m_server.isEmpty() ? nullptr : server.constData(), PA_CONTEXT_NOAUTOSPAWN,
-            nullptr)
+    if (pa_context_connect(
+            m_context, m_server.isEmpty() ? nullptr : server.constData(), PA_CONTEXT_NOAUTOSPAWN, nullptr)
         < 0) {
         qCDebug(lcVolume) << "cannot connect:" << pa_strerror(pa_context_errno(m_context));
         lostServer();
@@ -145,8 +145,8 @@ void PulseAudioOutput::onContextState(pa_context *context, void *self)
         that->setConnected(true);
         pa_context_set_subscribe_callback(context, &PulseAudioOutput::onSubscription, that);
         // The default sink is a server setting, so SERVER events tell when it moves.
-        release(pa_context_subscribe(
-            context, pa_subscription_mask_t(PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SERVER), nullptr, nullptr));
+        release(pa_context_subscribe(context,
+            pa_subscription_mask_t(PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SERVER), nullptr, nullptr));
         that->requestServerInfo();
         break;
     case PA_CONTEXT_FAILED:

@@ -17,8 +17,7 @@ struct pa_sink_info;
 // nothing is polled. When the server goes away (a crash, a restart, a
 // session switch) the connection is retried with a growing pause until it
 // comes back.
-class PulseAudioOutput : public VolumeBackend
-{
+class PulseAudioOutput : public VolumeBackend {
     Q_OBJECT
     Q_PROPERTY(bool isConnected READ isConnected NOTIFY isConnectedChanged)
 
@@ -69,7 +68,7 @@ private:
 
     QString m_defaultName;
     uint32_t m_sinkIndex = 0;
-    pa_cvolume m_volume{}; // the default sink's channels as last read or written, for balance-keeping writes
+    pa_cvolume m_volume {}; // the default sink's channels as last read or written, for balance-keeping writes
     int m_writesInFlight = 0;
     std::optional<Sink> m_sink;
 };

@@ -38,7 +38,8 @@ bool isAirPlay(const VolumeBackend::Sink &sink)
     if (sink.id.startsWith(QLatin1String("raop"), Qt::CaseInsensitive))
         return true;
     const auto keys = sink.properties.keys();
-    return std::any_of(keys.begin(), keys.end(), [](const QString &key) { return key.startsWith(QLatin1String("raop.")); });
+    return std::any_of(
+        keys.begin(), keys.end(), [](const QString &key) { return key.startsWith(QLatin1String("raop.")); });
 }
 
 bool isBuiltIn(const VolumeBackend::Sink &sink)
@@ -118,7 +119,7 @@ void SystemVolume::followDefaultOutput()
 
     const QString description = sink->description.trimmed();
     const QString name = description.isEmpty() ? unnamedOutput() : description;
-    const Output output{name, Output::kindOf(*sink, name)};
+    const Output output {name, Output::kindOf(*sink, name)};
     if (m_output != output) {
         m_output = output;
         Q_EMIT outputChanged();

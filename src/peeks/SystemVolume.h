@@ -6,13 +6,13 @@
 #include <QObject>
 #include <QString>
 #include <QtQml/qqmlregistration.h>
+
 #include <optional>
 
 // The default audio output: its volume, mute state, whether its volume can be
 // set at all, and what kind of output it is. Every value is published only
 // when it really changes, so a view bound to it redraws only then.
-class SystemVolume : public QObject, public QmlSingleton<SystemVolume>
-{
+class SystemVolume : public QObject, public QmlSingleton<SystemVolume> {
     Q_OBJECT
     QML_ELEMENT
     QML_SINGLETON
@@ -31,8 +31,7 @@ public:
     enum class OutputKind { BuiltIn, AirPods, Headphones, AirPlay, Display, Other };
     Q_ENUM(OutputKind)
 
-    class Output
-    {
+    class Output {
     public:
         using Kind = OutputKind;
 

@@ -8,14 +8,14 @@
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
+
 #include <memory>
 
 namespace {
 
 // A dbus-daemon of the test's own, standing in for the system or the
 // session bus; stopped with the object.
-class PrivateBus
-{
+class PrivateBus {
 public:
     ~PrivateBus()
     {
@@ -48,8 +48,7 @@ private:
 };
 
 // One python3-dbusmock process on a private bus.
-class Mock
-{
+class Mock {
 public:
     ~Mock()
     {
@@ -73,7 +72,7 @@ public:
         m_process.setProcessEnvironment(env);
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_process.setStandardOutputFile(QProcess::nullDevice());
-        m_process.start(python, QStringList{QStringLiteral("-m"), QStringLiteral("dbusmock")} + arguments);
+        m_process.start(python, QStringList {QStringLiteral("-m"), QStringLiteral("dbusmock")} + arguments);
         if (!m_process.waitForStarted(5000))
             return QStringLiteral("python3 -m dbusmock did not start (Debian package: python3-dbusmock)");
         return {};
@@ -87,8 +86,7 @@ private:
 
 } // namespace
 
-class tst_ScreenLockIntegration : public QObject
-{
+class tst_ScreenLockIntegration : public QObject {
     Q_OBJECT
 
 private:
@@ -140,13 +138,18 @@ private Q_SLOTS:
             QDBusConnection::connectToBus(m_sessionBusDaemon.address, QStringLiteral("test-session")));
         QVERIFY(m_system->isConnected());
         QVERIFY(m_session->isConnected());
+        // What the application's own watcher finds through the environment.
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_systemBusDaemon.address.toUtf8());
+        qputenv("DBUS_SESSION_BUS_ADDRESS", m_sessionBusDaemon.address.toUtf8());
+        qputenv("XDG_SESSION_ID", "c7");
 
         const QString systemVariable = QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS");
         const QString sessionVariable = QStringLiteral("DBUS_SESSION_BUS_ADDRESS");
-        QString error = m_logind.start(systemVariable, m_systemBusDaemon.address, {QStringLiteral("--template"), QStringLiteral("logind")});
+        QString error = m_logind.start(
+            systemVariable, m_systemBusDaemon.address, {QStringLiteral("--template"), QStringLiteral("logind")});
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        error = m_gnomeScreenSaver.start(
-            sessionVariable, m_sessionBusDaemon.address, {QStringLiteral("--template"), QStringLiteral("gnome_screensaver")});
+        error = m_gnomeScreenSaver.start(sessionVariable, m_sessionBusDaemon.address,
+            {QStringLiteral("--template"), QStringLiteral("gnome_screensaver")});
         QVERIFY2(error.isEmpty(), qPrintable(error));
         error = m_screenSaver.start(sessionVariable, m_sessionBusDaemon.address,
             {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("/org/freedesktop/ScreenSaver"),
@@ -178,6 +181,34 @@ private Q_SLOTS:
 
     void cleanupTestCase() { m_lock.reset(); }
 
+    void findsItsSessionThroughTheEnvironment()
+    {
+        ScreenLock lock;
+        QSignalSpy found(&lock, &ScreenLock::sessionPathChanged);
+        QSignalSpy changes(&lock, &ScreenLock::isLockedChanged);
+        lock.start();
+        QVERIFY(found.wait(10000));
+        QCOMPARE(lock.sessionPath(), m_sessionPath);
+        // A round trip on each of its connections: the bus has then taken
+        // the match rules it sent before.
+        QVERIFY(
+            QDBusConnection::systemBus().interface()->isServiceRegistered(QStringLiteral("org.freedesktop.login1")));
+        QVERIFY(
+            QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("org.gnome.ScreenSaver")));
+
+        const QString session = QStringLiteral("org.freedesktop.login1.Session");
+        call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
+            QStringLiteral("SetLockedHint"), {true});
+        QTRY_VERIFY(lock.isLocked());
+        call(*m_session, QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("/org/gnome/ScreenSaver"),
+            QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("SetActive"), {false});
+        QTRY_VERIFY(!lock.isLocked());
+        QCOMPARE(changes.count(), 2);
+        // Leave the session unlocked by every source for the next test.
+        call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
+            QStringLiteral("SetLockedHint"), {false});
+    }
+
     void eachSourceLocksAndUnlocksOnce_data()
     {
         QTest::addColumn<QString>("source");
@@ -199,10 +230,11 @@ private Q_SLOTS:
                 call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
                     locked ? QStringLiteral("Lock") : QStringLiteral("Unlock"));
             } else if (source == QLatin1String("freedesktop")) {
-                call(*m_session, QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("/org/freedesktop/ScreenSaver"),
-                    QStringLiteral("org.freedesktop.DBus.Mock"), QStringLiteral("EmitSignal"),
-                    {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("ActiveChanged"), QStringLiteral("b"),
-                        QVariant::fromValue(QVariantList{locked})});
+                call(*m_session, QStringLiteral("org.freedesktop.ScreenSaver"),
+                    QStringLiteral("/org/freedesktop/ScreenSaver"), QStringLiteral("org.freedesktop.DBus.Mock"),
+                    QStringLiteral("EmitSignal"),
+                    {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("ActiveChanged"),
+                        QStringLiteral("b"), QVariant::fromValue(QVariantList {locked})});
             } else {
                 call(*m_session, QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("/org/gnome/ScreenSaver"),
                     QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("SetActive"), {locked});

@@ -7,8 +7,7 @@
 
 // A sound server in memory: the test sets what it reports and reads what was
 // written to it.
-class FakeVolumeBackend : public VolumeBackend
-{
+class FakeVolumeBackend : public VolumeBackend {
     Q_OBJECT
 
 public:

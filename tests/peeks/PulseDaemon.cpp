@@ -54,9 +54,8 @@ QString PulseDaemon::start()
     if (!script.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return QStringLiteral("cannot write the daemon's script");
     // Anonymous access: the test client has no cookie to show.
-    script.write(QStringLiteral("load-module module-native-protocol-unix auth-anonymous=1 socket=%1\n")
-                     .arg(socket)
-                     .toUtf8());
+    script.write(
+        QStringLiteral("load-module module-native-protocol-unix auth-anonymous=1 socket=%1\n").arg(socket).toUtf8());
     for (const QString &line : m_script)
         script.write(line.toUtf8() + '\n');
     script.close();
@@ -102,7 +101,7 @@ QString PulseDaemon::pactl(const QStringList &arguments, bool *ok) const
 {
     QProcess process;
     process.setProcessEnvironment(isolatedEnvironment(m_dir.path()));
-    process.start(QStringLiteral("pactl"), QStringList{QStringLiteral("--server=") + server()} + arguments);
+    process.start(QStringLiteral("pactl"), QStringList {QStringLiteral("--server=") + server()} + arguments);
     const bool finished = process.waitForFinished(5000);
     const bool success = finished && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
     if (ok)

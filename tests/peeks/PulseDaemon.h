@@ -8,8 +8,7 @@
 // A private PulseAudio server for one test run: its own runtime, state and
 // home folders under a temporary directory, a script that decides its sinks,
 // and no link to any desktop session. Works as root (CI) and as a user.
-class PulseDaemon
-{
+class PulseDaemon {
 public:
     explicit PulseDaemon(QStringList scriptLines);
     ~PulseDaemon();

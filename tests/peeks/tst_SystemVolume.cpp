@@ -7,6 +7,7 @@
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
+
 #include <cmath>
 #include <memory>
 
@@ -28,8 +29,7 @@ Sink sinkNamed(const QString &id, const QString &description, double volume = 0.
 }
 
 // Counts every notification SystemVolume can send.
-struct Spies
-{
+struct Spies {
     explicit Spies(SystemVolume &volume)
         : level(&volume, &SystemVolume::levelChanged)
         , muted(&volume, &SystemVolume::isMutedChanged)
@@ -37,14 +37,16 @@ struct Spies
         , output(&volume, &SystemVolume::outputChanged)
     {
     }
-    QList<int> counts() const { return {int(level.count()), int(muted.count()), int(adjustable.count()), int(output.count())}; }
+    QList<int> counts() const
+    {
+        return {int(level.count()), int(muted.count()), int(adjustable.count()), int(output.count())};
+    }
     QSignalSpy level, muted, adjustable, output;
 };
 
 } // namespace
 
-class tst_SystemVolume : public QObject
-{
+class tst_SystemVolume : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -61,54 +63,73 @@ private Q_SLOTS:
         QTest::addColumn<QString>("symbol");
 
         const auto unknown = VolumeBackend::PortType::Unknown;
-        const Properties bluetooth{{"device.bus", "bluetooth"}};
-        const Properties pipewireBluetooth{{"device.api", "bluez5"}};
+        const Properties bluetooth {{"device.bus", "bluetooth"}};
+        const Properties pipewireBluetooth {{"device.api", "bluez5"}};
 
-        QTest::newRow("laptop speakers by form factor") << "alsa_output.pci-0000_00_1f.3.analog-stereo"
-            << "Built-in Audio Analog Stereo" << Properties{{"device.form_factor", "internal"}} << "" << unknown
+        QTest::newRow("laptop speakers by form factor")
+            << "alsa_output.pci-0000_00_1f.3.analog-stereo"
+            << "Built-in Audio Analog Stereo" << Properties {{"device.form_factor", "internal"}} << "" << unknown
             << Kind::BuiltIn << "volume_up";
-        QTest::newRow("speaker port type") << "alsa_output.x" << "Speakers" << Properties{} << "[Out] Speaker"
-            << VolumeBackend::PortType::Speaker << Kind::BuiltIn << "volume_up";
-        QTest::newRow("speaker port name, no type") << "alsa_output.x" << "Analog Stereo" << Properties{}
-            << "analog-output-speaker" << unknown << Kind::BuiltIn << "volume_up";
+        QTest::newRow("speaker port type") << "alsa_output.x"
+                                           << "Speakers" << Properties {} << "[Out] Speaker"
+                                           << VolumeBackend::PortType::Speaker << Kind::BuiltIn << "volume_up";
+        QTest::newRow("speaker port name, no type")
+            << "alsa_output.x"
+            << "Analog Stereo" << Properties {} << "analog-output-speaker" << unknown << Kind::BuiltIn << "volume_up";
 
-        QTest::newRow("AirPods Pro") << "bluez_sink.a" << "AirPods Pro" << bluetooth << "" << unknown << Kind::AirPods
-            << "earbuds";
-        QTest::newRow("AirPods Max") << "bluez_sink.b" << "Sam's AirPods Max" << bluetooth << "" << unknown
-            << Kind::AirPods << "headphones";
-        QTest::newRow("Max wins over Pro") << "bluez_sink.c" << "AirPods Max Pro" << bluetooth << "" << unknown
-            << Kind::AirPods << "headphones";
-        QTest::newRow("plain AirPods, any case") << "bluez_sink.d" << "my airpods" << bluetooth << "" << unknown
-            << Kind::AirPods << "earbuds";
-        QTest::newRow("AirPods through PipeWire") << "bluez_output.e.1" << "AirPods" << pipewireBluetooth << ""
-            << unknown << Kind::AirPods << "earbuds";
-        QTest::newRow("other Bluetooth headphones") << "bluez_output.f.1" << "WH-1000XM4" << pipewireBluetooth
-            << "headphone-output" << VolumeBackend::PortType::Headphones << Kind::Headphones << "headphones";
-        QTest::newRow("Bluetooth before display hints") << "bluez_sink.g" << "HDMI Buds" << bluetooth << "" << unknown
+        QTest::newRow("AirPods Pro") << "bluez_sink.a"
+                                     << "AirPods Pro" << bluetooth << "" << unknown << Kind::AirPods << "earbuds";
+        QTest::newRow("AirPods Max") << "bluez_sink.b"
+                                     << "Sam's AirPods Max" << bluetooth << "" << unknown << Kind::AirPods
+                                     << "headphones";
+        QTest::newRow("Max wins over Pro")
+            << "bluez_sink.c"
+            << "AirPods Max Pro" << bluetooth << "" << unknown << Kind::AirPods << "headphones";
+        QTest::newRow("plain AirPods, any case")
+            << "bluez_sink.d"
+            << "my airpods" << bluetooth << "" << unknown << Kind::AirPods << "earbuds";
+        QTest::newRow("AirPods through PipeWire")
+            << "bluez_output.e.1"
+            << "AirPods" << pipewireBluetooth << "" << unknown << Kind::AirPods << "earbuds";
+        QTest::newRow("other Bluetooth headphones")
+            << "bluez_output.f.1"
+            << "WH-1000XM4" << pipewireBluetooth << "headphone-output" << VolumeBackend::PortType::Headphones
             << Kind::Headphones << "headphones";
-        QTest::newRow("AirPods named only by the server's id") << "bluez_sink.airpods" << "Headset" << bluetooth << ""
-            << unknown << Kind::Headphones << "headphones";
+        QTest::newRow("Bluetooth before display hints")
+            << "bluez_sink.g"
+            << "HDMI Buds" << bluetooth << "" << unknown << Kind::Headphones << "headphones";
+        QTest::newRow("AirPods named only by the server's id")
+            << "bluez_sink.airpods"
+            << "Headset" << bluetooth << "" << unknown << Kind::Headphones << "headphones";
 
-        QTest::newRow("HDMI port type") << "alsa_output.hdmi" << "LG UltraFine" << Properties{} << "[Out] HDMI1"
-            << VolumeBackend::PortType::Hdmi << Kind::Display << "tv";
-        QTest::newRow("HDMI port name") << "alsa_output.y" << "Monitor" << Properties{} << "hdmi-output-1" << unknown
-            << Kind::Display << "tv";
-        QTest::newRow("HDMI profile") << "alsa_output.z" << "Monitor" << Properties{{"device.profile.name", "hdmi-stereo"}}
-            << "" << unknown << Kind::Display << "tv";
-        QTest::newRow("DisplayPort in the description") << "alsa_output.w" << "Dell U2720Q (DisplayPort)" << Properties{}
-            << "" << unknown << Kind::Display << "tv";
-        QTest::newRow("display before built-in") << "alsa_output.v" << "Built-in Audio Digital Stereo (HDMI)"
-            << Properties{{"device.form_factor", "internal"}} << "" << unknown << Kind::Display << "tv";
+        QTest::newRow("HDMI port type") << "alsa_output.hdmi"
+                                        << "LG UltraFine" << Properties {} << "[Out] HDMI1"
+                                        << VolumeBackend::PortType::Hdmi << Kind::Display << "tv";
+        QTest::newRow("HDMI port name") << "alsa_output.y"
+                                        << "Monitor" << Properties {} << "hdmi-output-1" << unknown << Kind::Display
+                                        << "tv";
+        QTest::newRow("HDMI profile") << "alsa_output.z"
+                                      << "Monitor" << Properties {{"device.profile.name", "hdmi-stereo"}} << ""
+                                      << unknown << Kind::Display << "tv";
+        QTest::newRow("DisplayPort in the description")
+            << "alsa_output.w"
+            << "Dell U2720Q (DisplayPort)" << Properties {} << "" << unknown << Kind::Display << "tv";
+        QTest::newRow("display before built-in")
+            << "alsa_output.v"
+            << "Built-in Audio Digital Stereo (HDMI)" << Properties {{"device.form_factor", "internal"}} << ""
+            << unknown << Kind::Display << "tv";
 
-        QTest::newRow("PulseAudio RAOP") << "raop_output.kitchen.local" << "Kitchen" << Properties{} << "" << unknown
-            << Kind::AirPlay << "airplay";
-        QTest::newRow("PipeWire RAOP") << "raop_sink.Kitchen.local.192.0.2.7.7000" << "Kitchen"
-            << Properties{{"raop.ip", "192.0.2.7"}} << "" << unknown << Kind::AirPlay << "airplay";
+        QTest::newRow("PulseAudio RAOP") << "raop_output.kitchen.local"
+                                         << "Kitchen" << Properties {} << "" << unknown << Kind::AirPlay << "airplay";
+        QTest::newRow("PipeWire RAOP") << "raop_sink.Kitchen.local.192.0.2.7.7000"
+                                       << "Kitchen" << Properties {{"raop.ip", "192.0.2.7"}} << "" << unknown
+                                       << Kind::AirPlay << "airplay";
 
-        QTest::newRow("USB DAC") << "alsa_output.usb-FiiO" << "FiiO K5" << Properties{{"device.bus", "usb"}}
-            << "analog-output" << VolumeBackend::PortType::Other << Kind::Other << "speaker";
-        QTest::newRow("nothing known") << "null" << "Output" << Properties{} << "" << unknown << Kind::Other
-            << "speaker";
+        QTest::newRow("USB DAC") << "alsa_output.usb-FiiO"
+                                 << "FiiO K5" << Properties {{"device.bus", "usb"}} << "analog-output"
+                                 << VolumeBackend::PortType::Other << Kind::Other << "speaker";
+        QTest::newRow("nothing known") << "null"
+                                       << "Output" << Properties {} << "" << unknown << Kind::Other << "speaker";
     }
 
     void classifiesOutputs()
@@ -125,7 +146,7 @@ private Q_SLOTS:
         sink.properties = properties;
         sink.portName = port;
         sink.portType = portType;
-        const SystemVolume::Output output{name, SystemVolume::Output::kindOf(sink, name)};
+        const SystemVolume::Output output {name, SystemVolume::Output::kindOf(sink, name)};
         QCOMPARE(output.kind, kind);
         QCOMPARE(output.symbol(), symbol);
     }
@@ -147,18 +168,18 @@ private Q_SLOTS:
         QCOMPARE(volume.outputKind(), Kind::BuiltIn);
         QCOMPARE(volume.level(), 0.5);
         QVERIFY(volume.isAdjustable());
-        QCOMPARE(spies.counts(), (QList<int>{1, 0, 1, 1}));
+        QCOMPARE(spies.counts(), (QList<int> {1, 0, 1, 1}));
 
         // The server reports the same values again, and then its own rounding.
         backend.report(speakers);
         speakers.volume = 0.50003;
         backend.report(speakers);
-        QCOMPARE(spies.counts(), (QList<int>{1, 0, 1, 1}));
+        QCOMPARE(spies.counts(), (QList<int> {1, 0, 1, 1}));
         QCOMPARE(volume.level(), 0.5);
         speakers.volume = 0.5002;
         backend.report(speakers);
         QCOMPARE(volume.level(), 0.5002);
-        QCOMPARE(spies.counts(), (QList<int>{2, 0, 1, 1}));
+        QCOMPARE(spies.counts(), (QList<int> {2, 0, 1, 1}));
 
         // Amplified past 100 %: the control's scale ends at 1.
         speakers.volume = 1.53;
@@ -172,11 +193,11 @@ private Q_SLOTS:
         QCOMPARE(volume.outputSymbol(), QStringLiteral("earbuds"));
         QCOMPARE(volume.level(), 0.25);
         QVERIFY(volume.isMuted());
-        QCOMPARE(spies.counts(), (QList<int>{4, 1, 1, 2}));
+        QCOMPARE(spies.counts(), (QList<int> {4, 1, 1, 2}));
 
         // A server that went away leaves everything as it was.
         backend.report(std::nullopt);
-        QCOMPARE(spies.counts(), (QList<int>{4, 1, 1, 2}));
+        QCOMPARE(spies.counts(), (QList<int> {4, 1, 1, 2}));
         QCOMPARE(volume.outputName(), QStringLiteral("AirPods Pro"));
 
         // No name, and no volume the server lets us set.
@@ -218,16 +239,17 @@ private Q_SLOTS:
         Spies spies(volume);
 
         volume.set(requested);
-        QCOMPARE(backend.volumeWrites, (QList<QPair<QString, double>>{{"speakers", written}}));
+        QCOMPARE(backend.volumeWrites, (QList<QPair<QString, double>> {{"speakers", written}}));
         QCOMPARE(volume.level(), written);
         QCOMPARE(spies.level.count(), 1);
-        QCOMPARE(backend.muteWrites, unmutes ? (QList<QPair<QString, bool>>{{"speakers", false}}) : (QList<QPair<QString, bool>>{}));
+        QCOMPARE(backend.muteWrites,
+            unmutes ? (QList<QPair<QString, bool>> {{"speakers", false}}) : (QList<QPair<QString, bool>> {}));
         QCOMPARE(volume.isMuted(), mutedBefore && !unmutes);
         QCOMPARE(spies.muted.count(), unmutes ? 1 : 0);
 
         // The server's echo of our own write changes nothing more.
         backend.report(sinkNamed("speakers", "Speakers", written + 0.00003, mutedBefore && !unmutes));
-        QCOMPARE(spies.counts(), (QList<int>{1, unmutes ? 1 : 0, 0, 0}));
+        QCOMPARE(spies.counts(), (QList<int> {1, unmutes ? 1 : 0, 0, 0}));
     }
 
     void writesNothingBeforeTheFirstRead()

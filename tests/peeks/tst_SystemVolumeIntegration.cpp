@@ -7,6 +7,7 @@
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
+
 #include <memory>
 
 using Kind = SystemVolume::Output::Kind;
@@ -14,7 +15,7 @@ using Kind = SystemVolume::Output::Kind;
 namespace {
 
 // Sinks that look, to the server's clients, like the outputs people have.
-const QStringList sinkScript{
+const QStringList sinkScript {
     QStringLiteral("load-module module-null-sink sink_name=speakers "
                    "sink_properties='device.description=\"Built-in Speakers\" device.form_factor=internal'"),
     QStringLiteral("load-module module-null-sink sink_name=monitor "
@@ -43,8 +44,7 @@ QList<int> channelVolumes(const QString &pactlOutput)
 
 } // namespace
 
-class tst_SystemVolumeIntegration : public QObject
-{
+class tst_SystemVolumeIntegration : public QObject {
     Q_OBJECT
 
 private:
@@ -111,17 +111,20 @@ private Q_SLOTS:
         QTest::addColumn<QString>("symbol");
         QTest::addColumn<int>("percent");
 
-        QTest::newRow("HDMI monitor") << "monitor" << "LG UltraFine" << Kind::Display << "tv" << 30;
-        QTest::newRow("Bluetooth headphones") << "bluez_sink.00_1B_66_00_00_01.a2dp_sink" << "WH-1000XM4"
-                                              << Kind::Headphones << "headphones" << 45;
-        QTest::newRow("AirPods Pro") << "bluez_sink.00_1B_66_00_00_02.a2dp_sink" << "AirPods Pro" << Kind::AirPods
-                                     << "earbuds" << 60;
-        QTest::newRow("AirPods Max") << "bluez_sink.00_1B_66_00_00_03.a2dp_sink" << "AirPods Max" << Kind::AirPods
-                                     << "headphones" << 75;
-        QTest::newRow("AirPlay") << "raop_output.kitchen.local" << "Kitchen" << Kind::AirPlay << "airplay" << 20;
-        QTest::newRow("no description") << "nameless" << "Output" << Kind::Other << "speaker" << 10;
-        QTest::newRow("back to the speakers") << "speakers" << "Built-in Speakers" << Kind::BuiltIn << "volume_up"
-                                              << 55;
+        QTest::newRow("HDMI monitor") << "monitor"
+                                      << "LG UltraFine" << Kind::Display << "tv" << 30;
+        QTest::newRow("Bluetooth headphones") << "bluez_sink.00_1B_66_00_00_01.a2dp_sink"
+                                              << "WH-1000XM4" << Kind::Headphones << "headphones" << 45;
+        QTest::newRow("AirPods Pro") << "bluez_sink.00_1B_66_00_00_02.a2dp_sink"
+                                     << "AirPods Pro" << Kind::AirPods << "earbuds" << 60;
+        QTest::newRow("AirPods Max") << "bluez_sink.00_1B_66_00_00_03.a2dp_sink"
+                                     << "AirPods Max" << Kind::AirPods << "headphones" << 75;
+        QTest::newRow("AirPlay") << "raop_output.kitchen.local"
+                                 << "Kitchen" << Kind::AirPlay << "airplay" << 20;
+        QTest::newRow("no description") << "nameless"
+                                        << "Output" << Kind::Other << "speaker" << 10;
+        QTest::newRow("back to the speakers") << "speakers"
+                                              << "Built-in Speakers" << Kind::BuiltIn << "volume_up" << 55;
     }
 
     void retargetsWhenTheDefaultSinkChanges()
@@ -208,7 +211,7 @@ private Q_SLOTS:
         QTRY_COMPARE(m_volume->isMuted(), mutedBefore);
 
         m_volume->set(requested);
-        QTRY_COMPARE(defaultSinkVolumes(), (QList<int>{written, written}));
+        QTRY_COMPARE(defaultSinkVolumes(), (QList<int> {written, written}));
         QCOMPARE(defaultSinkMuted(), mutedAfter);
         QCOMPARE(m_volume->isMuted(), mutedAfter);
         QCOMPARE(m_volume->level(), std::clamp(requested, 0.0, 1.0));
@@ -222,7 +225,7 @@ private Q_SLOTS:
         QTRY_COMPARE(m_volume->level(), 52428 / 65536.0);
         m_volume->set(0.4);
         // The loudest channel goes to 40 %, the other keeps half of it.
-        QTRY_COMPARE(defaultSinkVolumes(), (QList<int>{13107, 26214}));
+        QTRY_COMPARE(defaultSinkVolumes(), (QList<int> {13107, 26214}));
         m_volume->setMuted(true);
         QTRY_VERIFY(defaultSinkMuted());
         m_volume->setMuted(false);
@@ -241,7 +244,7 @@ private Q_SLOTS:
             m_volume->set(step / 40.0);
             QTest::qWait(2);
         }
-        QTRY_COMPARE(defaultSinkVolumes(), (QList<int>{65536, 65536}));
+        QTRY_COMPARE(defaultSinkVolumes(), (QList<int> {65536, 65536}));
         settle();
         disconnect(m_volume.get(), &SystemVolume::levelChanged, this, nullptr);
         QCOMPARE(seen.size(), 39);
