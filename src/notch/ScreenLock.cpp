@@ -26,12 +26,11 @@ ScreenLock::ScreenLock(QObject *parent)
 {
 }
 
-ScreenLock::ScreenLock(
-    const QDBusConnection &systemBus, const QDBusConnection &sessionBus, const QString &sessionId, QObject *parent)
+ScreenLock::ScreenLock(QDBusConnection systemBus, QDBusConnection sessionBus, QString sessionId, QObject *parent)
     : QObject(parent)
-    , m_systemBus(systemBus)
-    , m_sessionBus(sessionBus)
-    , m_sessionId(sessionId)
+    , m_systemBus(std::move(systemBus))
+    , m_sessionBus(std::move(sessionBus))
+    , m_sessionId(std::move(sessionId))
 {
 }
 

@@ -26,8 +26,7 @@ public:
     explicit ScreenLock(QObject *parent = nullptr);
     // `sessionId` names the logind session to follow; empty means the
     // session this process belongs to.
-    ScreenLock(const QDBusConnection &systemBus, const QDBusConnection &sessionBus, const QString &sessionId,
-        QObject *parent = nullptr);
+    ScreenLock(QDBusConnection systemBus, QDBusConnection sessionBus, QString sessionId, QObject *parent = nullptr);
 
     // Starts watching; later calls do nothing. Runs without waiting for the
     // buses: the logind session is looked up in the background.

@@ -161,7 +161,8 @@ void PulseAudioOutput::onContextState(pa_context *context, void *self)
     }
 }
 
-void PulseAudioOutput::onSubscription(pa_context *, pa_subscription_event_type_t type, uint32_t index, void *self)
+void PulseAudioOutput::onSubscription(
+    pa_context * /*context*/, pa_subscription_event_type_t type, uint32_t index, void *self)
 {
     auto *that = static_cast<PulseAudioOutput *>(self);
     const int facility = type & PA_SUBSCRIPTION_EVENT_FACILITY_MASK;
@@ -185,7 +186,7 @@ void PulseAudioOutput::requestServerInfo()
         release(pa_context_get_server_info(m_context, &PulseAudioOutput::onServerInfo, this));
 }
 
-void PulseAudioOutput::onServerInfo(pa_context *, const pa_server_info *info, void *self)
+void PulseAudioOutput::onServerInfo(pa_context * /*context*/, const pa_server_info *info, void *self)
 {
     auto *that = static_cast<PulseAudioOutput *>(self);
     const QString name = info && info->default_sink_name ? QString::fromUtf8(info->default_sink_name) : QString();
@@ -205,7 +206,7 @@ void PulseAudioOutput::requestDefaultSink()
             m_context, m_defaultName.toUtf8().constData(), &PulseAudioOutput::onSinkInfo, this));
 }
 
-void PulseAudioOutput::onSinkInfo(pa_context *, const pa_sink_info *info, int eol, void *self)
+void PulseAudioOutput::onSinkInfo(pa_context * /*context*/, const pa_sink_info *info, int eol, void *self)
 {
     auto *that = static_cast<PulseAudioOutput *>(self);
     if (eol < 0) {
@@ -267,7 +268,7 @@ void PulseAudioOutput::setVolume(const QString &sinkId, double level)
     release(write);
 }
 
-void PulseAudioOutput::onVolumeWritten(pa_context *, int, void *self)
+void PulseAudioOutput::onVolumeWritten(pa_context * /*context*/, int /*success*/, void *self)
 {
     auto *that = static_cast<PulseAudioOutput *>(self);
     that->m_writesInFlight = std::max(0, that->m_writesInFlight - 1);
