@@ -1,5 +1,8 @@
 #include "peeks/PulseAudioOutput.h"
 
+#include <QAbstractEventDispatcher>
+#include <QDir>
+#include <QFileInfo>
 #include <QLoggingCategory>
 
 #include <algorithm>
@@ -59,6 +62,7 @@ PulseAudioOutput::PulseAudioOutput(Clock &clock, QString server, QObject *parent
     , m_retry(clock)
     , m_server(std::move(server))
 {
+    connect(&m_socketWatch, &QFileSystemWatcher::directoryChanged, this, &PulseAudioOutput::socketFolderChanged);
 }
 
 PulseAudioOutput::~PulseAudioOutput()
@@ -75,6 +79,9 @@ void PulseAudioOutput::start()
     m_started = true;
     // The default GLib context is the one Qt's event dispatcher iterates on
     // the main thread, so libpulse's callbacks run there, between Qt events.
+    if (auto *dispatcher = QAbstractEventDispatcher::instance();
+        !dispatcher || !dispatcher->inherits("QEventDispatcherGlib"))
+        qCWarning(lcVolume) << "Qt is not running a GLib event loop here (QT_NO_GLIB?); volume changes will not arrive";
     m_loop = pa_glib_mainloop_new(nullptr);
     connectToServer();
 }
@@ -126,6 +133,61 @@ void PulseAudioOutput::lostServer()
     setConnected(false);
     m_retry.start(m_retryDelay, [this] { connectToServer(); });
     m_retryDelay = std::min(m_retryDelay * 2, longestRetryDelay);
+    watchForSocket();
+}
+
+QString PulseAudioOutput::socketPath() const
+{
+    // Only local servers have a socket to watch for; others rely on the retries.
+    QString server = m_server.isEmpty() ? qEnvironmentVariable("PULSE_SERVER") : m_server;
+    if (!server.isEmpty()) {
+        // A list of servers may name several; the first local one is ours.
+        const auto entries = server.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        for (QString entry : entries) {
+            if (entry.startsWith(QLatin1Char('{')))
+                entry = entry.mid(entry.indexOf(QLatin1Char('}')) + 1);
+            if (entry.startsWith(QLatin1String("unix:")))
+                return entry.mid(5);
+            if (entry.startsWith(QLatin1Char('/')))
+                return entry;
+        }
+        return {};
+    }
+    const QString runtime = qEnvironmentVariable("PULSE_RUNTIME_PATH");
+    if (!runtime.isEmpty())
+        return runtime + QStringLiteral("/native");
+    const QString xdg = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    return xdg.isEmpty() ? QString() : xdg + QStringLiteral("/pulse/native");
+}
+
+void PulseAudioOutput::watchForSocket()
+{
+    const QString socket = socketPath();
+    if (socket.isEmpty())
+        return;
+    // The socket's folder may itself be gone (pipewire-pulse removes it);
+    // then its parent tells when it comes back.
+    QString folder = QFileInfo(socket).absolutePath();
+    if (!QFileInfo(folder).isDir())
+        folder = QFileInfo(folder).absolutePath();
+    if (!m_socketWatch.directories().contains(folder)) {
+        if (!m_socketWatch.directories().isEmpty())
+            m_socketWatch.removePaths(m_socketWatch.directories());
+        m_socketWatch.addPath(folder);
+    }
+}
+
+void PulseAudioOutput::socketFolderChanged()
+{
+    // A connection attempt already under way finishes on its own.
+    if (m_connected || m_context)
+        return;
+    if (QFileInfo::exists(socketPath())) {
+        m_retryDelay = firstRetryDelay;
+        connectToServer();
+    } else {
+        watchForSocket();
+    }
 }
 
 void PulseAudioOutput::setConnected(bool connected)
@@ -142,6 +204,9 @@ void PulseAudioOutput::onContextState(pa_context *context, void *self)
     switch (pa_context_get_state(context)) {
     case PA_CONTEXT_READY:
         that->m_retryDelay = firstRetryDelay;
+        that->m_retry.cancel();
+        if (!that->m_socketWatch.directories().isEmpty())
+            that->m_socketWatch.removePaths(that->m_socketWatch.directories());
         that->setConnected(true);
         pa_context_set_subscribe_callback(context, &PulseAudioOutput::onSubscription, that);
         // The default sink is a server setting, so SERVER events tell when it moves.

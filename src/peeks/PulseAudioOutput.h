@@ -3,6 +3,8 @@
 #include "core/ClockSlot.h"
 #include "peeks/VolumeBackend.h"
 
+#include <QFileSystemWatcher>
+
 #include <pulse/def.h>
 #include <pulse/volume.h>
 
@@ -16,7 +18,7 @@ struct pa_sink_info;
 // already runs. Everything comes from the server's subscription events;
 // nothing is polled. When the server goes away (a crash, a restart, a
 // session switch) the connection is retried with a growing pause until it
-// comes back.
+// comes back, and at once when its socket reappears.
 class PulseAudioOutput : public VolumeBackend {
     Q_OBJECT
     Q_PROPERTY(bool isConnected READ isConnected NOTIFY isConnectedChanged)
@@ -48,6 +50,9 @@ private:
     void dropContext();
     void lostServer();
     void setConnected(bool connected);
+    void watchForSocket();
+    void socketFolderChanged();
+    QString socketPath() const;
     void requestServerInfo();
     void requestDefaultSink();
 
@@ -63,6 +68,7 @@ private:
     QString m_server;
     bool m_started = false;
     bool m_connected = false;
+    QFileSystemWatcher m_socketWatch;
     pa_glib_mainloop *m_loop = nullptr;
     pa_context *m_context = nullptr;
 
