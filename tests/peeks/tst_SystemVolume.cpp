@@ -14,6 +14,7 @@
 using Kind = SystemVolume::Output::Kind;
 using Properties = QHash<QString, QString>;
 using Sink = VolumeBackend::Sink;
+Q_DECLARE_METATYPE(Sink)
 
 namespace {
 
@@ -54,99 +55,59 @@ private Q_SLOTS:
 
     void classifiesOutputs_data()
     {
-        QTest::addColumn<QString>("id");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<Properties>("properties");
-        QTest::addColumn<QString>("port");
-        QTest::addColumn<VolumeBackend::PortType>("portType");
+        QTest::addColumn<Sink>("sink");
         QTest::addColumn<Kind>("kind");
         QTest::addColumn<QString>("symbol");
 
-        const auto unknown = VolumeBackend::PortType::Unknown;
+        using Port = VolumeBackend::PortType;
+        auto row = [](const char *tag, const QString &id, const QString &name, const Properties &properties,
+                       const QString &port, Port portType, Kind kind, const char *symbol) {
+            Sink sink = sinkNamed(id, name);
+            sink.properties = properties;
+            sink.portName = port;
+            sink.portType = portType;
+            QTest::newRow(tag) << sink << kind << QString::fromLatin1(symbol);
+        };
         const Properties bluetooth {{"device.bus", "bluetooth"}};
-        const Properties pipewireBluetooth {{"device.api", "bluez5"}};
+        const Properties internal {{"device.form_factor", "internal"}};
+        const Port none = Port::Unknown;
 
-        QTest::newRow("laptop speakers by form factor")
-            << "alsa_output.pci-0000_00_1f.3.analog-stereo"
-            << "Built-in Audio Analog Stereo" << Properties {{"device.form_factor", "internal"}} << "" << unknown
-            << Kind::BuiltIn << "volume_up";
-        QTest::newRow("speaker port type") << "alsa_output.x"
-                                           << "Speakers" << Properties {} << "[Out] Speaker"
-                                           << VolumeBackend::PortType::Speaker << Kind::BuiltIn << "volume_up";
-        QTest::newRow("speaker port name, no type")
-            << "alsa_output.x"
-            << "Analog Stereo" << Properties {} << "analog-output-speaker" << unknown << Kind::BuiltIn << "volume_up";
-
-        QTest::newRow("AirPods Pro") << "bluez_sink.a"
-                                     << "AirPods Pro" << bluetooth << "" << unknown << Kind::AirPods << "earbuds";
-        QTest::newRow("AirPods Max") << "bluez_sink.b"
-                                     << "Sam's AirPods Max" << bluetooth << "" << unknown << Kind::AirPods
-                                     << "headphones";
-        QTest::newRow("Max wins over Pro")
-            << "bluez_sink.c"
-            << "AirPods Max Pro" << bluetooth << "" << unknown << Kind::AirPods << "headphones";
-        QTest::newRow("plain AirPods, any case")
-            << "bluez_sink.d"
-            << "my airpods" << bluetooth << "" << unknown << Kind::AirPods << "earbuds";
-        QTest::newRow("AirPods through PipeWire")
-            << "bluez_output.e.1"
-            << "AirPods" << pipewireBluetooth << "" << unknown << Kind::AirPods << "earbuds";
-        QTest::newRow("other Bluetooth headphones")
-            << "bluez_output.f.1"
-            << "WH-1000XM4" << pipewireBluetooth << "headphone-output" << VolumeBackend::PortType::Headphones
-            << Kind::Headphones << "headphones";
-        QTest::newRow("Bluetooth before display hints")
-            << "bluez_sink.g"
-            << "HDMI Buds" << bluetooth << "" << unknown << Kind::Headphones << "headphones";
-        QTest::newRow("AirPods named only by the server's id")
-            << "bluez_sink.airpods"
-            << "Headset" << bluetooth << "" << unknown << Kind::Headphones << "headphones";
-
-        QTest::newRow("HDMI port type") << "alsa_output.hdmi"
-                                        << "LG UltraFine" << Properties {} << "[Out] HDMI1"
-                                        << VolumeBackend::PortType::Hdmi << Kind::Display << "tv";
-        QTest::newRow("HDMI port name") << "alsa_output.y"
-                                        << "Monitor" << Properties {} << "hdmi-output-1" << unknown << Kind::Display
-                                        << "tv";
-        QTest::newRow("HDMI profile") << "alsa_output.z"
-                                      << "Monitor" << Properties {{"device.profile.name", "hdmi-stereo"}} << ""
-                                      << unknown << Kind::Display << "tv";
-        QTest::newRow("DisplayPort in the description")
-            << "alsa_output.w"
-            << "Dell U2720Q (DisplayPort)" << Properties {} << "" << unknown << Kind::Display << "tv";
-        QTest::newRow("display before built-in")
-            << "alsa_output.v"
-            << "Built-in Audio Digital Stereo (HDMI)" << Properties {{"device.form_factor", "internal"}} << ""
-            << unknown << Kind::Display << "tv";
-
-        QTest::newRow("PulseAudio RAOP") << "raop_output.kitchen.local"
-                                         << "Kitchen" << Properties {} << "" << unknown << Kind::AirPlay << "airplay";
-        QTest::newRow("PipeWire RAOP") << "raop_sink.Kitchen.local.192.0.2.7.7000"
-                                       << "Kitchen" << Properties {{"raop.ip", "192.0.2.7"}} << "" << unknown
-                                       << Kind::AirPlay << "airplay";
-
-        QTest::newRow("USB DAC") << "alsa_output.usb-FiiO"
-                                 << "FiiO K5" << Properties {{"device.bus", "usb"}} << "analog-output"
-                                 << VolumeBackend::PortType::Other << Kind::Other << "speaker";
-        QTest::newRow("nothing known") << "null"
-                                       << "Output" << Properties {} << "" << unknown << Kind::Other << "speaker";
+        row("form factor internal", "alsa_output.pci", "Built-in Audio", internal, "", none, Kind::BuiltIn,
+            "volume_up");
+        row("speaker port type", "alsa_output.a", "Speakers", {}, "[Out] Speaker", Port::Speaker, Kind::BuiltIn,
+            "volume_up");
+        row("speaker port name", "alsa_output.b", "Analog", {}, "analog-output-speaker", none, Kind::BuiltIn,
+            "volume_up");
+        row("AirPods Pro", "bluez_sink.a", "AirPods Pro", bluetooth, "", none, Kind::AirPods, "earbuds");
+        row("AirPods Max", "bluez_sink.b", "Sam's AirPods Max", bluetooth, "", none, Kind::AirPods, "headphones");
+        row("Max before Pro", "bluez_sink.c", "AirPods Max Pro", bluetooth, "", none, Kind::AirPods, "headphones");
+        row("any case", "bluez_sink.d", "my airpods", bluetooth, "", none, Kind::AirPods, "earbuds");
+        row("PipeWire Bluetooth", "bluez_output.e.1", "WH-1000XM4", {{"device.api", "bluez5"}}, "headphone-output",
+            Port::Headphones, Kind::Headphones, "headphones");
+        row("Bluetooth before display", "bluez_sink.f", "HDMI Buds", bluetooth, "", none, Kind::Headphones,
+            "headphones");
+        row("the id is not the name", "bluez_sink.airpods", "Headset", bluetooth, "", none, Kind::Headphones,
+            "headphones");
+        row("HDMI port type", "alsa_output.c", "LG UltraFine", {}, "[Out] HDMI1", Port::Hdmi, Kind::Display, "tv");
+        row("HDMI port name", "alsa_output.d", "Monitor", {}, "hdmi-output-1", none, Kind::Display, "tv");
+        row("HDMI profile", "alsa_output.e", "Monitor", {{"device.profile.name", "hdmi-stereo"}}, "", none,
+            Kind::Display, "tv");
+        row("DisplayPort description", "alsa_output.f", "Dell (DisplayPort)", {}, "", none, Kind::Display, "tv");
+        row("display before built-in", "alsa_output.g", "Digital Stereo (HDMI)", internal, "", none, Kind::Display,
+            "tv");
+        row("PulseAudio RAOP", "raop_output.kitchen.local", "Kitchen", {}, "", none, Kind::AirPlay, "airplay");
+        row("PipeWire RAOP", "raop_sink.Kitchen.7000", "Kitchen", {{"raop.ip", "192.0.2.7"}}, "", none, Kind::AirPlay,
+            "airplay");
+        row("USB DAC", "alsa_output.usb", "FiiO K5", {{"device.bus", "usb"}}, "analog-output", Port::Other, Kind::Other,
+            "speaker");
     }
 
     void classifiesOutputs()
     {
-        QFETCH(QString, id);
-        QFETCH(QString, name);
-        QFETCH(Properties, properties);
-        QFETCH(QString, port);
-        QFETCH(VolumeBackend::PortType, portType);
+        QFETCH(Sink, sink);
         QFETCH(Kind, kind);
         QFETCH(QString, symbol);
-
-        Sink sink = sinkNamed(id, name);
-        sink.properties = properties;
-        sink.portName = port;
-        sink.portType = portType;
-        const SystemVolume::Output output {name, SystemVolume::Output::kindOf(sink, name)};
+        const SystemVolume::Output output {sink.description, SystemVolume::Output::kindOf(sink, sink.description)};
         QCOMPARE(output.kind, kind);
         QCOMPARE(output.symbol(), symbol);
     }
