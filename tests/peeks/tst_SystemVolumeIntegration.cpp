@@ -6,6 +6,7 @@
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QStandardPaths>
+#include <QTcpServer>
 #include <QTest>
 
 #include <memory>
@@ -78,6 +79,7 @@ private:
     // Retries wait on this clock, which only the test moves: a reconnection
     // that happens without moving it came from the socket reappearing.
     ManualClock m_clock;
+    quint16 m_tcpPort = 0;
     std::unique_ptr<PulseDaemon> m_daemon;
     std::unique_ptr<PulseAudioOutput> m_backend;
     std::unique_ptr<SystemVolume> m_volume;
@@ -86,7 +88,16 @@ private Q_SLOTS:
     void initTestCase()
     {
         QStandardPaths::setTestModeEnabled(true);
-        m_daemon = std::make_unique<PulseDaemon>(sinkScript);
+        // A loopback TCP listener too: a server reached that way has no
+        // socket file to watch, so only the retries bring it back.
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost));
+        m_tcpPort = probe.serverPort();
+        probe.close();
+        m_daemon = std::make_unique<PulseDaemon>(sinkScript
+            + QStringList {
+                QStringLiteral("load-module module-native-protocol-tcp auth-anonymous=1 listen=127.0.0.1 port=%1")
+                    .arg(m_tcpPort)});
         const QString error = m_daemon->start();
         QVERIFY2(error.isEmpty(), qPrintable(error));
         m_backend = std::make_unique<PulseAudioOutput>(m_clock, m_daemon->server());
@@ -294,6 +305,25 @@ private Q_SLOTS:
         // And it follows the new server's events as before.
         run({QStringLiteral("set-sink-volume"), QStringLiteral("@DEFAULT_SINK@"), QStringLiteral("25%")});
         QTRY_COMPARE(m_volume->level(), 0.25);
+    }
+
+    void retriesServersWithoutASocketFile()
+    {
+        ManualClock clock;
+        PulseAudioOutput remote(clock, QStringLiteral("tcp:127.0.0.1:%1").arg(m_tcpPort));
+        remote.start();
+        QTRY_VERIFY(remote.isConnected());
+        QTRY_VERIFY(remote.defaultSink().has_value());
+
+        m_daemon->kill();
+        QTRY_VERIFY(!remote.isConnected());
+        const QString error = m_daemon->start();
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QTest::qWait(300);
+        QVERIFY(!remote.isConnected());
+        clock.advance(PulseAudioOutput::firstRetryDelay);
+        QTRY_VERIFY(remote.isConnected());
+        QTRY_COMPARE(remote.defaultSink()->id, QStringLiteral("speakers"));
     }
 };
 
