@@ -12,9 +12,9 @@ class QDBusPendingCallWatcher;
 // Desktops report locking through different channels, and some through
 // several at once: logind's LockedHint on the session (GNOME, KDE, and
 // lockers that set it), the ScreenSaver ActiveChanged signals of the session
-// bus (KDE, Xfce, Cinnamon under the freedesktop name; GNOME under its own),
-// and logind's Lock and Unlock requests, which are all that some Wayland
-// setups with swaylock give. Each channel reports a state; the latest report
+// bus (KDE and other screen lockers under the freedesktop name, GNOME under
+// its own), and logind's Lock and Unlock requests, which are all that a
+// swayidle and swaylock setup gives. Each channel reports a state; the latest report
 // wins, and observers hear only real changes.
 class ScreenLock : public QObject {
     Q_OBJECT
