@@ -58,7 +58,6 @@ QHash<QString, QString> propertiesOf(const pa_proplist *list)
 
 PulseAudioOutput::PulseAudioOutput(Clock &clock, QString server, QObject *parent)
     : VolumeBackend(parent)
-    , m_clock(clock)
     , m_retry(clock)
     , m_server(std::move(server))
 {

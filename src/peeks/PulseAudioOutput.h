@@ -62,7 +62,6 @@ private:
     static void onSinkInfo(pa_context *context, const pa_sink_info *info, int eol, void *self);
     static void onVolumeWritten(pa_context *context, int success, void *self);
 
-    Clock &m_clock;
     ClockSlot m_retry;
     double m_retryDelay = firstRetryDelay;
     QString m_server;
