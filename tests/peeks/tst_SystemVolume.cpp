@@ -1,0 +1,260 @@
+#include "FakeVolumeBackend.h"
+#include "core/QmlModule.h"
+#include "peeks/SystemVolume.h"
+
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTest>
+
+#include <cmath>
+#include <memory>
+
+using Kind = SystemVolume::Output::Kind;
+using Properties = QHash<QString, QString>;
+using Sink = VolumeBackend::Sink;
+Q_DECLARE_METATYPE(Sink)
+
+namespace {
+
+Sink sinkNamed(const QString &id, const QString &description, double volume = 0.5, bool muted = false)
+{
+    Sink sink;
+    sink.id = id;
+    sink.description = description;
+    sink.hasVolume = true;
+    sink.volume = volume;
+    sink.muted = muted;
+    return sink;
+}
+
+// Counts every notification SystemVolume can send.
+struct Spies {
+    explicit Spies(SystemVolume &volume)
+        : level(&volume, &SystemVolume::levelChanged)
+        , muted(&volume, &SystemVolume::isMutedChanged)
+        , adjustable(&volume, &SystemVolume::isAdjustableChanged)
+        , output(&volume, &SystemVolume::outputChanged)
+    {
+    }
+    QList<int> counts() const
+    {
+        return {int(level.count()), int(muted.count()), int(adjustable.count()), int(output.count())};
+    }
+    QSignalSpy level, muted, adjustable, output;
+};
+
+} // namespace
+
+class tst_SystemVolume : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+
+    void classifiesOutputs_data()
+    {
+        QTest::addColumn<Sink>("sink");
+        QTest::addColumn<Kind>("kind");
+        QTest::addColumn<QString>("symbol");
+
+        using Port = VolumeBackend::PortType;
+        auto row = [](const char *tag, const QString &id, const QString &name, const Properties &properties,
+                       const QString &port, Port portType, Kind kind, const char *symbol) {
+            Sink sink = sinkNamed(id, name);
+            sink.properties = properties;
+            sink.portName = port;
+            sink.portType = portType;
+            QTest::newRow(tag) << sink << kind << QString::fromLatin1(symbol);
+        };
+        const Properties bluetooth {{"device.bus", "bluetooth"}};
+        const Properties internal {{"device.form_factor", "internal"}};
+        const Port none = Port::Unknown;
+
+        row("form factor internal", "alsa_output.pci", "Built-in Audio", internal, "", none, Kind::BuiltIn,
+            "volume_up");
+        row("speaker port type", "alsa_output.a", "Speakers", {}, "[Out] Speaker", Port::Speaker, Kind::BuiltIn,
+            "volume_up");
+        row("speaker port name", "alsa_output.b", "Analog", {}, "analog-output-speaker", none, Kind::BuiltIn,
+            "volume_up");
+        row("AirPods Pro", "bluez_sink.a", "AirPods Pro", bluetooth, "", none, Kind::AirPods, "earbuds");
+        row("AirPods Max", "bluez_sink.b", "Sam's AirPods Max", bluetooth, "", none, Kind::AirPods, "headphones");
+        row("Max before Pro", "bluez_sink.c", "AirPods Max Pro", bluetooth, "", none, Kind::AirPods, "headphones");
+        row("any case", "bluez_sink.d", "my airpods", bluetooth, "", none, Kind::AirPods, "earbuds");
+        row("PipeWire Bluetooth", "bluez_output.e.1", "WH-1000XM4", {{"device.api", "bluez5"}}, "headphone-output",
+            Port::Headphones, Kind::Headphones, "headphones");
+        row("Bluetooth before display", "bluez_sink.f", "HDMI Buds", bluetooth, "", none, Kind::Headphones,
+            "headphones");
+        row("the id is not the name", "bluez_sink.airpods", "Headset", bluetooth, "", none, Kind::Headphones,
+            "headphones");
+        row("HDMI port type", "alsa_output.c", "LG UltraFine", {}, "[Out] HDMI1", Port::Hdmi, Kind::Display, "tv");
+        row("HDMI port name", "alsa_output.d", "Monitor", {}, "hdmi-output-1", none, Kind::Display, "tv");
+        row("HDMI profile", "alsa_output.e", "Monitor", {{"device.profile.name", "hdmi-stereo"}}, "", none,
+            Kind::Display, "tv");
+        row("DisplayPort description", "alsa_output.f", "Dell (DisplayPort)", {}, "", none, Kind::Display, "tv");
+        row("display before built-in", "alsa_output.g", "Digital Stereo (HDMI)", internal, "", none, Kind::Display,
+            "tv");
+        row("PulseAudio RAOP", "raop_output.kitchen.local", "Kitchen", {}, "", none, Kind::AirPlay, "airplay");
+        row("PipeWire RAOP", "raop_sink.Kitchen.7000", "Kitchen", {{"raop.ip", "192.0.2.7"}}, "", none, Kind::AirPlay,
+            "airplay");
+        row("USB DAC", "alsa_output.usb", "FiiO K5", {{"device.bus", "usb"}}, "analog-output", Port::Other, Kind::Other,
+            "speaker");
+    }
+
+    void classifiesOutputs()
+    {
+        QFETCH(Sink, sink);
+        QFETCH(Kind, kind);
+        QFETCH(QString, symbol);
+        const SystemVolume::Output output {sink.description, SystemVolume::Output::kindOf(sink, sink.description)};
+        QCOMPARE(output.kind, kind);
+        QCOMPARE(output.symbol(), symbol);
+    }
+
+    void followsTheDefaultOutputAndPublishesOnlyChanges()
+    {
+        FakeVolumeBackend backend;
+        SystemVolume volume(backend);
+        Spies spies(volume);
+        QVERIFY(!volume.hasOutput());
+
+        Sink speakers = sinkNamed("speakers", "Built-in Speakers", 0.5);
+        speakers.properties = {{"device.form_factor", "internal"}};
+        backend.sink = speakers;
+        volume.start();
+        volume.start();
+        QCOMPARE(backend.starts, 1);
+        QCOMPARE(volume.outputName(), QStringLiteral("Built-in Speakers"));
+        QCOMPARE(volume.outputKind(), Kind::BuiltIn);
+        QCOMPARE(volume.level(), 0.5);
+        QVERIFY(volume.isAdjustable());
+        QCOMPARE(spies.counts(), (QList<int> {1, 0, 1, 1}));
+
+        // The server reports the same values again, and then its own rounding.
+        backend.report(speakers);
+        speakers.volume = 0.50003;
+        backend.report(speakers);
+        QCOMPARE(spies.counts(), (QList<int> {1, 0, 1, 1}));
+        QCOMPARE(volume.level(), 0.5);
+        speakers.volume = 0.5002;
+        backend.report(speakers);
+        QCOMPARE(volume.level(), 0.5002);
+        QCOMPARE(spies.counts(), (QList<int> {2, 0, 1, 1}));
+
+        // Amplified past 100 %: the control's scale ends at 1.
+        speakers.volume = 1.53;
+        backend.report(speakers);
+        QCOMPARE(volume.level(), 1.0);
+
+        Sink airPods = sinkNamed("bluez_sink.1", "AirPods Pro", 0.25, true);
+        airPods.properties = {{"device.bus", "bluetooth"}};
+        backend.report(airPods);
+        QCOMPARE(volume.outputKind(), Kind::AirPods);
+        QCOMPARE(volume.outputSymbol(), QStringLiteral("earbuds"));
+        QCOMPARE(volume.level(), 0.25);
+        QVERIFY(volume.isMuted());
+        QCOMPARE(spies.counts(), (QList<int> {4, 1, 1, 2}));
+
+        // A server that went away leaves everything as it was.
+        backend.report(std::nullopt);
+        QCOMPARE(spies.counts(), (QList<int> {4, 1, 1, 2}));
+        QCOMPARE(volume.outputName(), QStringLiteral("AirPods Pro"));
+
+        // No name, and no volume the server lets us set.
+        Sink digital = sinkNamed("alsa_output.iec958", "  ", 0.8);
+        digital.hasVolume = false;
+        backend.report(digital);
+        QCOMPARE(volume.outputName(), QStringLiteral("Output"));
+        QCOMPARE(volume.outputKind(), Kind::Other);
+        QVERIFY(!volume.isAdjustable());
+        QCOMPARE(volume.level(), 0.0);
+        QCOMPARE(volume.isMuted(), false);
+    }
+
+    void writesClampAndUnmute_data()
+    {
+        QTest::addColumn<bool>("mutedBefore");
+        QTest::addColumn<double>("requested");
+        QTest::addColumn<double>("written");
+        QTest::addColumn<bool>("unmutes");
+
+        QTest::newRow("above the top") << false << 1.4 << 1.0 << false;
+        QTest::newRow("below zero while muted stays muted") << true << -0.2 << 0.0 << false;
+        QTest::newRow("zero while muted stays muted") << true << 0.0 << 0.0 << false;
+        QTest::newRow("raising while muted unmutes") << true << 0.3 << 0.3 << true;
+        QTest::newRow("not a number") << false << std::nan("") << 0.0 << false;
+    }
+
+    void writesClampAndUnmute()
+    {
+        QFETCH(bool, mutedBefore);
+        QFETCH(double, requested);
+        QFETCH(double, written);
+        QFETCH(bool, unmutes);
+
+        FakeVolumeBackend backend;
+        backend.sink = sinkNamed("speakers", "Speakers", 0.6, mutedBefore);
+        SystemVolume volume(backend);
+        volume.start();
+        Spies spies(volume);
+
+        volume.set(requested);
+        QCOMPARE(backend.volumeWrites, (QList<QPair<QString, double>> {{"speakers", written}}));
+        QCOMPARE(volume.level(), written);
+        QCOMPARE(spies.level.count(), 1);
+        QCOMPARE(backend.muteWrites,
+            unmutes ? (QList<QPair<QString, bool>> {{"speakers", false}}) : (QList<QPair<QString, bool>> {}));
+        QCOMPARE(volume.isMuted(), mutedBefore && !unmutes);
+        QCOMPARE(spies.muted.count(), unmutes ? 1 : 0);
+
+        // The server's echo of our own write changes nothing more.
+        backend.report(sinkNamed("speakers", "Speakers", written + 0.00003, mutedBefore && !unmutes));
+        QCOMPARE(spies.counts(), (QList<int> {1, unmutes ? 1 : 0, 0, 0}));
+    }
+
+    void writesNothingBeforeTheFirstRead()
+    {
+        FakeVolumeBackend backend;
+        SystemVolume volume(backend);
+        volume.start();
+        volume.set(0.7);
+        volume.setMuted(true);
+        QVERIFY(backend.volumeWrites.isEmpty());
+        QVERIFY(backend.muteWrites.isEmpty());
+        QCOMPARE(volume.level(), 0.7);
+        QVERIFY(volume.isMuted());
+    }
+
+    void reachesQmlAsTheOneInstance()
+    {
+        FakeVolumeBackend backend;
+        Sink display = sinkNamed("hdmi", "LG UltraFine", 0.42);
+        display.portType = VolumeBackend::PortType::Hdmi;
+        backend.sink = display;
+        SystemVolume volume(backend);
+        volume.start();
+        SystemVolume::setInstance(&volume);
+
+        QQmlEngine engine;
+        QmlModule::prepare(engine);
+        QQmlComponent component(&engine);
+        component.setData("import QtQml\nimport Tarnwick\nQtObject {\n"
+                          "  property real level: SystemVolume.level\n"
+                          "  property string symbol: SystemVolume.outputSymbol\n"
+                          "  property bool display: SystemVolume.outputKind === SystemVolume.OutputKind.Display\n"
+                          "  function turnUp() { SystemVolume.set(0.9) }\n}",
+            QUrl());
+        std::unique_ptr<QObject> object(component.create());
+        QVERIFY2(object, qPrintable(component.errorString()));
+        QCOMPARE(object->property("level").toDouble(), 0.42);
+        QCOMPARE(object->property("symbol").toString(), QStringLiteral("tv"));
+        QCOMPARE(object->property("display").toBool(), true);
+        QMetaObject::invokeMethod(object.get(), "turnUp");
+        QCOMPARE(object->property("level").toDouble(), 0.9);
+        SystemVolume::setInstance(nullptr);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_SystemVolume)
+#include "tst_SystemVolume.moc"
