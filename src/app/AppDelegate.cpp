@@ -9,11 +9,35 @@
 #include "core/UserDefaults.h"
 #include "notch/NotchWindowController.h"
 #include "notch/QtScreenSource.h"
+#include "notch/ScreenLock.h"
+#include "peeks/PulseAudioOutput.h"
+#include "peeks/SystemVolume.h"
+#include "platform/MotionPreference.h"
 #include "settings/SettingsWindowController.h"
 
 #include <QApplication>
 #include <QMenu>
 #include <QSystemTrayIcon>
+
+namespace {
+
+// The notch's volume gestures, over the system volume.
+class SystemVolumeControl final : public VolumeControl
+{
+public:
+    explicit SystemVolumeControl(SystemVolume &volume)
+        : m_volume(volume)
+    {
+    }
+    double level() const override { return m_volume.level(); }
+    bool isAdjustable() const override { return m_volume.isAdjustable(); }
+    void set(double level) override { m_volume.set(level); }
+
+private:
+    SystemVolume &m_volume;
+};
+
+} // namespace
 
 AppDelegate::AppDelegate(QObject *parent)
     : QObject(parent)
@@ -27,6 +51,10 @@ AppDelegate::~AppDelegate()
     m_settingsWindow.reset();
     m_trayIcon.reset();
     m_controller.reset();
+    m_screenLock.reset();
+    m_volumeControl.reset();
+    m_volume.reset();
+    m_volumeBackend.reset();
 }
 
 bool AppDelegate::isRunningTests()
@@ -56,11 +84,29 @@ bool AppDelegate::launch()
     m_launchAtLogin = std::make_unique<LaunchAtLogin>();
     LaunchAtLogin::setInstance(m_launchAtLogin.get());
 
-    // 3. The notch.
+    m_motion = std::make_unique<MotionPreference>();
+    MotionPreference::setInstance(m_motion.get());
+    m_motion->read();
+
+    // 3. The system volume, followed from the sound server's own events.
+    m_volumeBackend = std::make_unique<PulseAudioOutput>(Clock::system());
+    m_volume = std::make_unique<SystemVolume>(*m_volumeBackend);
+    SystemVolume::setInstance(m_volume.get());
+    m_volume->start();
+    m_volumeControl = std::make_unique<SystemVolumeControl>(*m_volume);
+
+    // 4. The notch.
     m_screens = std::make_unique<QtScreenSource>();
     m_controller = std::make_unique<NotchWindowController>(*m_settings, *m_defaults, *m_screens, Clock::system(),
                                                            [this] { openSettings(); });
+    m_controller->setVolume(m_volumeControl.get());
     m_controller->show();
+
+    // 5. The screen lock hides the notch while locked.
+    m_screenLock = std::make_unique<ScreenLock>();
+    connect(m_screenLock.get(), &ScreenLock::isLockedChanged, this,
+            [this] { m_controller->setScreenLocked(m_screenLock->isLocked()); });
+    m_screenLock->start();
 
     buildTrayIcon();
     return true;

@@ -4,6 +4,11 @@
 #include <memory>
 
 class LaunchAtLogin;
+class MotionPreference;
+class PulseAudioOutput;
+class ScreenLock;
+class SystemVolume;
+class VolumeControl;
 class NookSettings;
 class NotchWindowController;
 class QSystemTrayIcon;
@@ -42,6 +47,11 @@ private:
     std::unique_ptr<UserDefaults> m_defaults;
     std::unique_ptr<NookSettings> m_settings;
     std::unique_ptr<LaunchAtLogin> m_launchAtLogin;
+    std::unique_ptr<MotionPreference> m_motion;
+    std::unique_ptr<PulseAudioOutput> m_volumeBackend;
+    std::unique_ptr<SystemVolume> m_volume;
+    std::unique_ptr<VolumeControl> m_volumeControl;
+    std::unique_ptr<ScreenLock> m_screenLock;
     std::unique_ptr<QtScreenSource> m_screens;
     std::unique_ptr<NotchWindowController> m_controller;
     std::unique_ptr<SettingsWindowController> m_settingsWindow;

@@ -7,6 +7,8 @@
 #include "core/UserDefaults.h"
 #include "notch/NotchGeometry.h"
 #include "notch/NotchViewModel.h"
+#include "peeks/SystemVolume.h"
+#include "platform/MotionPreference.h"
 #include "settings/SettingsWindowController.h"
 
 #include <QDirIterator>
@@ -48,6 +50,24 @@ void report(const QList<QQmlError> &errors)
         std::fprintf(stderr, "self-test: %s\n", qPrintable(e.toString()));
 }
 
+// A sound server with one adjustable output, so the volume views show.
+class StillSoundServer final : public VolumeBackend
+{
+public:
+    void start() override { Q_EMIT changed(); }
+    std::optional<Sink> defaultSink() const override
+    {
+        Sink sink;
+        sink.id = QStringLiteral("self-test");
+        sink.description = QStringLiteral("Speakers");
+        sink.hasVolume = true;
+        sink.volume = 0.5;
+        return sink;
+    }
+    void setVolume(const QString &, double) override {}
+    void setMuted(const QString &, bool) override {}
+};
+
 } // namespace
 
 int SelfTest::run()
@@ -61,6 +81,12 @@ int SelfTest::run()
     NookSettings::setInstance(&settings);
     LaunchAtLogin login(dir.filePath(QStringLiteral("autostart")), QString());
     LaunchAtLogin::setInstance(&login);
+    StillSoundServer sound;
+    SystemVolume volume(sound);
+    SystemVolume::setInstance(&volume);
+    volume.start();
+    MotionPreference motion;
+    MotionPreference::setInstance(&motion);
     NotchViewModel model(NotchGeometry(QSizeF(190, 32), false, QRectF(0, -1080, 1920, 1080)), settings,
                          Clock::system());
 

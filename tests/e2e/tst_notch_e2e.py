@@ -133,6 +133,26 @@ def the_panel_follows_screens_as_they_come_and_go(s, app):
     s.wait_for(lambda: panel_x() == expected, 5, f"did not move to the remaining monitor: x={panel_x()}")
 
 
+def lock_hides_the_panel_and_unlock_shows_it(s, app):
+    def mapped():
+        return "IsViewable" in s.run(["xwininfo", "-name", "Tarnwick"], check=False).stdout
+    def screensaver(method, *args):
+        s.run(["dbus-send", "--session", "--print-reply", "--dest=org.gnome.ScreenSaver", "/org/gnome/ScreenSaver",
+               f"org.gnome.ScreenSaver.{method}", *args])
+    s.move(CENTRE_X, 8)
+    s.wait_for(app.is_open, 3, "did not open")
+    screensaver("SetActive", "boolean:true")
+    s.wait_for(lambda: not mapped(), 5, "the panel stayed on screen while locked")
+    screensaver("SetActive", "boolean:false")
+    s.wait_for(mapped, 5, "the panel did not come back after unlocking")
+    # It comes back closed, and still opens on hover.
+    s.move(CENTRE_X, 500)
+    time.sleep(0.6)
+    assert not app.is_open(), "came back open"
+    s.move(CENTRE_X, 8)
+    s.wait_for(app.is_open, 3, "does not open on hover after unlocking")
+
+
 TESTS = [
     (hover_opens_after_the_dwell_and_closes_after_leaving, {}),
     (clicks_outside_the_outline_reach_the_window_below, {}),
@@ -141,13 +161,19 @@ TESTS = [
     (the_context_menu_offers_settings_and_quit, {}),
     (sigterm_quits_cleanly, {}),
     (the_panel_follows_screens_as_they_come_and_go, {"width": 2400}),
+    (lock_hides_the_panel_and_unlock_shows_it, {"buses": True}),
 ]
 
 
 def main():
     passed = failed = 0
     for test, options in TESTS:
+        options = dict(options)
+        buses = options.pop("buses", False)
         session = X11Session(**options).start()
+        if buses:
+            session.start_buses()
+            session.mock("--template", "gnome_screensaver")
         started = time.monotonic()
         try:
             app = Tarnwick(session)

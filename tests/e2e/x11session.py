@@ -52,6 +52,29 @@ class X11Session:
             self.run(["hsetroot", "-fill", wall])
         return self
 
+    def start_buses(self):
+        """Private session and system buses, so a test can play the desktop's
+        services (python3-dbusmock) without touching the machine's own."""
+        for kind in ("session", "system"):
+            config = "--session" if kind == "session" else "--system"
+            conf_args = [config] if kind == "session" else [
+                "--config-file=/usr/share/dbus-1/session.conf"]
+            p = self.spawn(["dbus-daemon", "--nofork", "--print-address", *conf_args],
+                           stdout=subprocess.PIPE)
+            address = p.stdout.readline().decode().strip()
+            if not address:
+                raise AssertionError("dbus-daemon did not start (Debian package: dbus-daemon)")
+            self.env["DBUS_SESSION_BUS_ADDRESS" if kind == "session" else "DBUS_SYSTEM_BUS_ADDRESS"] = address
+        return self
+
+    def mock(self, *arguments, system=False):
+        """Starts python3-dbusmock with Debian's own interpreter."""
+        p = self.spawn(["/usr/bin/python3", "-m", "dbusmock", *(["--system"] if system else []), *arguments])
+        time.sleep(0.8)
+        if p.poll() is not None:
+            raise AssertionError("python3 -m dbusmock failed (Debian package: python3-dbusmock)")
+        return p
+
     def spawn(self, argv, **kw):
         p = subprocess.Popen(argv, env=self.env, stdout=kw.pop("stdout", subprocess.DEVNULL),
                              stderr=kw.pop("stderr", subprocess.DEVNULL), **kw)

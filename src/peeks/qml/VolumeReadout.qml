@@ -23,7 +23,6 @@ Row {
         anchors.verticalCenter: parent.verticalCenter
         text: VolumeText.readout(SystemVolume.level, readout.muted)
         font.pixelSize: NookStyle.captionSize
-        font.features: { "tnum": 1 }
         color: NookStyle.secondaryText
         width: 30
         Accessible.ignored: true
