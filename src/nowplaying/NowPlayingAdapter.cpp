@@ -20,7 +20,13 @@ NowPlayingAdapter::NowPlayingAdapter(QString helperPath, QObject *parent)
 
 NowPlayingAdapter::~NowPlayingAdapter()
 {
-    stopStream();
+    // Every helper still running ends with us, and none of their exits may
+    // call back into an owner that is going away.
+    const auto processes = findChildren<QProcess *>(Qt::FindDirectChildrenOnly);
+    for (QProcess *process : processes) {
+        process->disconnect();
+        delete process;
+    }
 }
 
 std::unique_ptr<NowPlayingAdapter> NowPlayingAdapter::create(const QString &helperPath)
