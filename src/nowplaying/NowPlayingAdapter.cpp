@@ -81,7 +81,7 @@ void NowPlayingAdapter::startStream(Update onUpdate, Finished onFinished)
     stopStream();
     auto *process = new QProcess(this);
     m_stream = process;
-    m_reader = std::make_unique<NowPlayingLineReader>(std::move(onUpdate));
+    m_reader = std::make_shared<NowPlayingLineReader>(std::move(onUpdate));
     process->setProgram(m_helperPath);
     process->setArguments(streamArguments());
     process->setStandardErrorFile(QProcess::nullDevice());
@@ -90,9 +90,10 @@ void NowPlayingAdapter::startStream(Update onUpdate, Finished onFinished)
     connect(process, &QProcess::readyReadStandardOutput, this, [this, process] {
         if (m_stream != process)
             return;
+        const std::shared_ptr<NowPlayingLineReader> reader = m_reader;
         while (process->bytesAvailable() > 0) {
             const QByteArray chunk = process->read(64 * 1024);
-            m_reader->feed(chunk);
+            reader->feed(chunk);
             // An update may have stopped the stream.
             if (m_stream != process)
                 return;
@@ -102,8 +103,15 @@ void NowPlayingAdapter::startStream(Update onUpdate, Finished onFinished)
         if (m_stream != process)
             return;
         // Whatever is still buffered belongs to this run.
-        if (code && process->bytesAvailable() > 0)
-            m_reader->feed(process->readAll());
+        if (code) {
+            const std::shared_ptr<NowPlayingLineReader> reader = m_reader;
+            reader->feed(process->readAll());
+            if (m_stream != process)
+                return;
+            reader->finish();
+            if (m_stream != process)
+                return;
+        }
         m_stream = nullptr;
         m_reader.reset();
         process->deleteLater();
@@ -124,6 +132,8 @@ void NowPlayingAdapter::stopStream()
 {
     QProcess *process = m_stream;
     m_stream = nullptr;
+    if (m_reader)
+        m_reader->cancel();
     m_reader.reset();
     if (!process)
         return;

@@ -72,5 +72,7 @@ protected:
 private:
     QString m_helperPath;
     QPointer<QProcess> m_stream;
-    std::unique_ptr<NowPlayingLineReader> m_reader;
+    // Shared so that an update which stops or restarts the stream does not
+    // destroy the reader while it is still handling a line.
+    std::shared_ptr<NowPlayingLineReader> m_reader;
 };

@@ -45,7 +45,7 @@ void NowPlayingLineReader::handleLine(QByteArrayView line)
 
 void NowPlayingLineReader::feed(QByteArrayView bytes)
 {
-    while (!bytes.isEmpty()) {
+    while (!bytes.isEmpty() && !m_cancelled) {
         const qsizetype newline = bytes.indexOf('\n');
         const QByteArrayView chunk = newline < 0 ? bytes : bytes.first(newline);
         if (!m_discarding) {
@@ -67,4 +67,20 @@ void NowPlayingLineReader::feed(QByteArrayView bytes)
         m_discarding = false;
         bytes = bytes.sliced(newline + 1);
     }
+}
+
+void NowPlayingLineReader::cancel()
+{
+    m_cancelled = true;
+    m_onUpdate = nullptr;
+}
+
+void NowPlayingLineReader::finish()
+{
+    if (m_cancelled)
+        return;
+    if (!m_discarding && !m_pending.isEmpty())
+        handleLine(std::exchange(m_pending, QByteArray()));
+    m_pending.clear();
+    m_discarding = false;
 }

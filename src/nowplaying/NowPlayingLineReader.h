@@ -27,6 +27,10 @@ public:
     void feed(QByteArrayView bytes);
     // Handles one complete line (without its line break).
     void handleLine(QByteArrayView line);
+    // No more updates, not even for the rest of a chunk being fed.
+    void cancel();
+    // End of input: a last line without a line break still counts.
+    void finish();
 
     const QVariantMap &merged() const { return m_merged; }
 
@@ -37,4 +41,5 @@ private:
     QVariantMap m_merged;
     QByteArray m_pending;
     bool m_discarding = false;
+    bool m_cancelled = false;
 };
