@@ -1,5 +1,8 @@
 #include "nowplaying/ArtworkAccentColor.h"
 
+#include <QBuffer>
+#include <QImageReader>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -249,8 +252,17 @@ std::optional<RGB> rawColor(const QImage &image)
 
 std::optional<RGB> rawColor(const QByteArray &imageBytes)
 {
+    QBuffer buffer;
+    buffer.setData(imageBytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
+    // Decoding straight to the thumbnail's size lets JPEG skip most of the
+    // work; the whole picture is still what gets scaled.
+    const QSize size = reader.size();
+    if (size.isValid() && std::max(size.width(), size.height()) > kThumbnailSide)
+        reader.setScaledSize(size.scaled(kThumbnailSide, kThumbnailSide, Qt::KeepAspectRatio));
     QImage image;
-    if (!image.loadFromData(imageBytes))
+    if (!reader.read(&image))
         return std::nullopt;
     return rawColor(image);
 }
