@@ -25,6 +25,10 @@ NowPlayingAdapter::~NowPlayingAdapter()
     const auto processes = findChildren<QProcess *>(Qt::FindDirectChildrenOnly);
     for (QProcess *process : processes) {
         process->disconnect();
+        if (process->state() != QProcess::NotRunning) {
+            process->kill();
+            process->waitForFinished(1000);
+        }
         delete process;
     }
 }
