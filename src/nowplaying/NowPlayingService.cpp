@@ -520,6 +520,21 @@ NowPlayingTrack::RepeatMode NowPlayingService::repeatModeOrOff() const
     return m_track ? m_track->repeatMode.value_or(NowPlayingTrack::RepeatMode::Off) : NowPlayingTrack::RepeatMode::Off;
 }
 
+QString NowPlayingService::shuffleHelp() const
+{
+    return shuffleOn() ? tr("Shuffle is on") : tr("Shuffle is off");
+}
+
+QString NowPlayingService::repeatHelp() const
+{
+    switch (repeatModeOrOff()) {
+    case NowPlayingTrack::RepeatMode::Off: return tr("Repeat is off");
+    case NowPlayingTrack::RepeatMode::Track: return tr("Repeating this track");
+    case NowPlayingTrack::RepeatMode::All: return tr("Repeating all");
+    }
+    return {};
+}
+
 QString NowPlayingService::formatTime(double seconds)
 {
     if (!std::isfinite(seconds) || seconds < 0)

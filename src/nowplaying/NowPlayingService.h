@@ -48,7 +48,11 @@ class NowPlayingService : public QObject, public QmlSingleton<NowPlayingService>
     Q_PROPERTY(bool shuffleKnown READ shuffleKnown NOTIFY trackChanged)
     Q_PROPERTY(bool shuffleOn READ shuffleOn NOTIFY trackChanged)
     Q_PROPERTY(bool repeatKnown READ repeatKnown NOTIFY trackChanged)
-    Q_PROPERTY(NowPlayingTrack::RepeatMode repeatMode READ repeatModeOrOff NOTIFY trackChanged)
+    Q_PROPERTY(bool repeatOn READ repeatOn NOTIFY trackChanged)
+    Q_PROPERTY(bool repeatOne READ repeatOne NOTIFY trackChanged)
+    // Tooltips of the shuffle and repeat buttons, saying the current state.
+    Q_PROPERTY(QString shuffleHelp READ shuffleHelp NOTIFY trackChanged)
+    Q_PROPERTY(QString repeatHelp READ repeatHelp NOTIFY trackChanged)
 
     Q_PROPERTY(QImage artwork READ artwork NOTIFY artworkChanged)
     Q_PROPERTY(bool hasArtwork READ hasArtwork NOTIFY artworkChanged)
@@ -126,6 +130,10 @@ public:
     bool shuffleOn() const;
     bool repeatKnown() const;
     NowPlayingTrack::RepeatMode repeatModeOrOff() const;
+    bool repeatOn() const { return repeatModeOrOff() != NowPlayingTrack::RepeatMode::Off; }
+    bool repeatOne() const { return repeatModeOrOff() == NowPlayingTrack::RepeatMode::Track; }
+    QString shuffleHelp() const;
+    QString repeatHelp() const;
     QImage artwork() const { return m_artwork; }
     bool hasArtwork() const { return !m_artwork.isNull(); }
     QColor albumRawColorValue() const;
