@@ -23,60 +23,12 @@ Item {
     Accessible.role: Accessible.Graphic
     Accessible.name: spinning ? qsTr("Record turning") : qsTr("Record at rest")
 
-    Item {
+    RecordFace {
         id: disc
         anchors.fill: parent
-
-        Rectangle {
-            anchors.fill: parent
-            radius: width / 2
-            color: "#0d0d0f"
-            border.width: 1
-            border.color: Qt.rgba(1, 1, 1, 0.10)
-        }
-
-        // Grooves: faint rings between the rim and the label.
-        Repeater {
-            model: 6
-            Rectangle {
-                required property int index
-                readonly property real inset: record.width * (0.06 + index * 0.055)
-                x: inset
-                y: inset
-                width: record.width - 2 * inset
-                height: width
-                radius: width / 2
-                color: "transparent"
-                border.width: 1
-                border.color: Qt.rgba(1, 1, 1, index % 2 === 0 ? 0.045 : 0.03)
-            }
-        }
-
-        Rectangle {
-            id: labelBackdrop
-            anchors.centerIn: parent
-            width: parent.width * 0.44
-            height: width
-            radius: width / 2
-            color: record.labelColor
-        }
-        ArtworkImage {
-            anchors.fill: labelBackdrop
-            round: true
-            image: record.cover
-            visible: record.hasCover
-        }
-        // A notch on the label, so a turning record without a cover still
-        // shows that it turns.
-        Rectangle {
-            visible: !record.hasCover
-            x: labelBackdrop.x + labelBackdrop.width / 2 - width / 2
-            y: labelBackdrop.y + 3
-            width: 2
-            height: labelBackdrop.height * 0.22
-            radius: 1
-            color: Qt.rgba(1, 1, 1, 0.35)
-        }
+        cover: record.cover
+        showsCover: record.hasCover
+        labelColor: record.labelColor
     }
 
     // Light on the vinyl stays where the lamp is: it does not turn.
