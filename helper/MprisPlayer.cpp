@@ -181,16 +181,19 @@ void MprisPlayer::readPosition(std::function<void()> done)
                                                        QStringLiteral("org.freedesktop.DBus.Properties"),
                                                        QStringLiteral("Get"));
     call << kPlayerInterface << QStringLiteral("Position");
-    auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call, 2000), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, done] {
+    // The answer must reach `done` even when the player leaves the bus (and
+    // this object goes) meanwhile, or the stream would wait for it forever.
+    auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call, 2000));
+    connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [self = QPointer<MprisPlayer>(this), watcher, done] {
         watcher->deleteLater();
         QDBusPendingReply<QDBusVariant> reply = *watcher;
-        if (reply.isError()) {
-            m_snapshot.positionMicros.reset();
-        } else {
-            const auto position = MprisPayload::integer(reply.value().variant());
-            m_snapshot.positionMicros = position;
-            m_snapshot.positionReadAtEpochMicros = epochMicros();
+        if (self) {
+            if (reply.isError()) {
+                self->m_snapshot.positionMicros.reset();
+            } else {
+                self->m_snapshot.positionMicros = MprisPayload::integer(reply.value().variant());
+                self->m_snapshot.positionReadAtEpochMicros = epochMicros();
+            }
         }
         done();
     });

@@ -69,6 +69,18 @@ QList<qint64> helperChildren(const QString &helper)
     return found;
 }
 
+// User and system CPU time of a process, in clock ticks.
+qint64 cpuTicks(qint64 pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray line = stat.readAll();
+    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    // utime and stime are fields 14 and 15 of the line, 12 and 13 after the name.
+    return fields.size() > 12 ? fields[11].toLongLong() + fields[12].toLongLong() : -1;
+}
+
 } // namespace
 
 // Notes when the player announces a new track on the bus.
@@ -249,6 +261,17 @@ private Q_SLOTS:
         QVERIFY(m_mpv.waitForFinished(5000));
         QTRY_VERIFY_WITH_TIMEOUT(!service.hasTrack(), 5000);
         QCOMPARE(service.placeholderText(), NowPlayingService::nothingPlayingText());
+
+        // With no player the helper sleeps on the bus.
+        const QList<qint64> idle = helperChildren(m_helper);
+        QCOMPARE(idle.size(), 1);
+        const qint64 ticksBefore = cpuTicks(idle.first());
+        QTest::qWait(2000);
+        QVERIFY2(cpuTicks(idle.first()) - ticksBefore <= 1, "the helper works while nothing plays");
+
+        // A player that appears later is followed.
+        startPlayer();
+        QTRY_COMPARE_WITH_TIMEOUT(service.title(), QStringLiteral("First Light"), 10000);
 
         // Stopping leaves no helper behind.
         service.stop();
