@@ -1,3 +1,4 @@
+#include "ArtworkFetcher.h"
 #include "MprisPayload.h"
 
 #include <QJsonDocument>
@@ -75,6 +76,26 @@ private Q_SLOTS:
         const QByteArray line = MprisPayload::line(MprisPayload::diff(before, after), true);
         QCOMPARE(line, QByteArray(R"({"diff":true,"payload":{"artist":null,"playing":false}})"));
         QVERIFY(MprisPayload::diff(after, after).isEmpty());
+    }
+
+    void decodesDataUrls_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("base64") << "data:image/png;base64,iVBORw==" << QByteArray("\x89PNG", 4);
+        QTest::newRow("percent-encoded") << "data:image/svg+xml,%3Csvg%2F%3E" << QByteArray("<svg/>");
+        QTest::newRow("broken base64") << "data:image/png;base64,***" << QByteArray();
+        QTest::newRow("no comma") << "data:image/png;base64" << QByteArray();
+        QTest::newRow("not a data URL") << "file:///cover.png" << QByteArray();
+        QTest::newRow("over the cap")
+            << QStringLiteral("data:;base64,") + QString::fromLatin1(QByteArray(ArtworkFetcher::kMaxBytes + 3, 'x').toBase64())
+            << QByteArray();
+    }
+    void decodesDataUrls()
+    {
+        QFETCH(QString, url);
+        QFETCH(QByteArray, bytes);
+        QCOMPARE(ArtworkFetcher::decodeDataUrl(url), bytes);
     }
 
     void choosesPlayingThenLatestChange()
