@@ -60,14 +60,6 @@ private Q_SLOTS:
             QCOMPARE(*result, micros);
     }
 
-    void commandLines()
-    {
-        QCOMPARE(NowPlayingAdapter::streamArguments(),
-                 QStringList({QStringLiteral("stream"), QStringLiteral("--micros"), QStringLiteral("--debounce=50")}));
-        QCOMPARE(NowPlayingAdapter::sendArguments(NowPlayingTrack::MediaCommand::TogglePlayPause),
-                 QStringList({QStringLiteral("send"), QStringLiteral("2")}));
-    }
-
     void createFailsWithoutAnExecutableHelper()
     {
         QTemporaryDir dir;

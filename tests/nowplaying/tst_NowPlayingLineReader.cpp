@@ -75,15 +75,6 @@ private Q_SLOTS:
         QCOMPARE(run.updates.last()->title, QStringLiteral("before"));
         QCOMPARE(*run.updates.last()->artist, QStringLiteral("after"));
     }
-
-    void aPartialLineWaitsForItsEnd()
-    {
-        Run run;
-        run.reader.feed("{\"payload\":{\"title\":");
-        QCOMPARE(run.updates.size(), 0);
-        run.reader.feed("\"T\"}}\n{\"payload\"");
-        QCOMPARE(run.updates.size(), 1);
-    }
 };
 
 QTEST_GUILESS_MAIN(tst_NowPlayingLineReader)

@@ -30,21 +30,20 @@ Item {
                 required property var modelData
                 property real reach: 0.25
                 width: 3
-                height: Math.max(3, level.height * reach)
+                height: Math.max(3, level.height * bar.reach)
                 anchors.bottom: parent ? parent.bottom : undefined
                 radius: 1.5
                 color: level.tint
-                SequentialAnimation on reach {
+
+                SequentialAnimation {
                     running: level.moving
                     loops: Animation.Infinite
-                    NumberAnimation { to: bar.modelData.high; duration: bar.modelData.period / 2; easing.type: Easing.InOutSine }
-                    NumberAnimation { to: bar.modelData.low; duration: bar.modelData.period / 2; easing.type: Easing.InOutSine }
+                    NumberAnimation { target: bar; property: "reach"; to: bar.modelData.high; duration: bar.modelData.period / 2; easing.type: Easing.InOutSine }
+                    NumberAnimation { target: bar; property: "reach"; to: bar.modelData.low; duration: bar.modelData.period / 2; easing.type: Easing.InOutSine }
+                    // Settles low when playback pauses.
+                    onRunningChanged: if (!running) settle.start()
                 }
-                states: State {
-                    when: !level.moving
-                    PropertyChanges { target: bar; reach: 0.25 }
-                }
-                transitions: Transition { NumberAnimation { property: "reach"; duration: 250 } }
+                NumberAnimation { id: settle; target: bar; property: "reach"; to: 0.25; duration: 250 }
             }
         }
     }
