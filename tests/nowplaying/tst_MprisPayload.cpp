@@ -3,6 +3,8 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 
 class tst_MprisPayload : public QObject
@@ -96,6 +98,40 @@ private Q_SLOTS:
         QFETCH(QString, url);
         QFETCH(QByteArray, bytes);
         QCOMPARE(ArtworkFetcher::decodeDataUrl(url), bytes);
+    }
+
+    // A local web server hands out covers of the given sizes; the fetcher
+    // takes the small one and refuses the one over the cap.
+    void downloadsCoversWithinTheCap_data()
+    {
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<bool>("taken");
+        QTest::newRow("small") << qint64(5000) << true;
+        QTest::newRow("over the cap") << ArtworkFetcher::kMaxBytes + 1 << false;
+    }
+    void downloadsCoversWithinTheCap()
+    {
+        QFETCH(qint64, size);
+        QFETCH(bool, taken);
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        const QByteArray body(size, 'c');
+        connect(&server, &QTcpServer::newConnection, &server, [&] {
+            QTcpSocket *socket = server.nextPendingConnection();
+            connect(socket, &QTcpSocket::readyRead, socket, [socket, body] {
+                socket->readAll();
+                socket->write("HTTP/1.1 200 OK\r\nContent-Type: image/png\r\nConnection: close\r\nContent-Length: "
+                              + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+                socket->disconnectFromHost();
+            });
+        });
+        ArtworkFetcher fetcher;
+        std::optional<QByteArray> result;
+        fetcher.fetch(QUrl(QStringLiteral("http://127.0.0.1:%1/cover.png").arg(server.serverPort())),
+                      [&](const QByteArray &bytes) { result = bytes; });
+        QTRY_VERIFY_WITH_TIMEOUT(result.has_value(), 10000);
+        QCOMPARE(*result == body, taken);
+        QCOMPARE(result->isEmpty(), !taken);
     }
 
     void choosesPlayingThenLatestChange()
