@@ -201,6 +201,41 @@ private Q_SLOTS:
         QVERIFY(resumed > halted && resumed < halted + 45);
     }
 
+    void draggingTheBarSeeksAndTheBarFollowsAgainAfterwards()
+    {
+        ManualClock clock(QDateTime::currentDateTimeUtc());
+        auto *adapter = new FakeAdapter;
+        NowPlayingService service(clock, std::unique_ptr<NowPlayingAdapter>(adapter));
+        NowPlayingService::setInstance(&service);
+        service.start();
+        service.apply(track(false, clock.now()), clock.now());
+        auto view = show(kPage, QSize(530, 120));
+        QVERIFY(view->rootObject());
+        auto *bar = view->rootObject()->findChild<QQuickItem *>(QStringLiteral("seekBar"));
+        QVERIFY(bar);
+        QCOMPARE(bar->property("value").toDouble(), 83.0);
+
+        const QPointF origin = bar->mapToScene(QPointF(0, bar->height() / 2));
+        auto at = [&](double fraction) { return QPointF(origin.x() + bar->width() * fraction, origin.y()).toPoint(); };
+        QTest::mousePress(view.get(), Qt::LeftButton, {}, at(0.2));
+        QTest::mouseMove(view.get(), at(0.35));
+        QTest::mouseMove(view.get(), at(0.5));
+        QTest::mouseRelease(view.get(), Qt::LeftButton, {}, at(0.5));
+        // While dragging one helper runs; the newest target follows it.
+        QVERIFY(!adapter->seeks.isEmpty());
+        while (!adapter->pendingSeekDone.isEmpty())
+            adapter->finishSeek();
+        QVERIFY(std::abs(adapter->seeks.last() - 121.0) < 5);
+        QVERIFY(std::abs(service.position() - adapter->seeks.last()) < 0.01);
+
+        // A later report moves the bar again: the drag did not cut it loose.
+        clock.advance(5);
+        NowPlayingTrack later = track(false, clock.now());
+        later.elapsed = 30;
+        service.apply(later, clock.now());
+        QCOMPARE(bar->property("value").toDouble(), 30.0);
+    }
+
     void placeholdersSayWhyNoRecordPlays_data()
     {
         QTest::addColumn<bool>("helperMissing");

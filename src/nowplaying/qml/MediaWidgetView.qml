@@ -89,9 +89,12 @@ Item {
             // The position shown, extrapolated from the last report; it is
             // refreshed only while the track plays and the page is seen.
             property real shownPosition: 0
+            // Set, not bound: dragging the bar would otherwise cut the binding.
             function refresh() {
-                if (!seek.pressed)
-                    shownPosition = Math.max(0, page.service.position())
+                if (seek.pressed)
+                    return
+                shownPosition = Math.max(0, page.service.position())
+                seek.value = shownPosition
             }
             Connections {
                 target: page.service
@@ -115,12 +118,14 @@ Item {
             }
             SeekBar {
                 id: seek
+                objectName: "seekBar"
+                onToChanged: timeline.refresh()
                 anchors.left: elapsedText.right
                 anchors.right: durationText.left
                 anchors.rightMargin: 6
                 anchors.verticalCenter: parent.verticalCenter
                 to: Math.max(1, page.service.duration)
-                value: timeline.shownPosition
+                stepSize: 5
                 fill: page.highlight
                 onSeekRequested: seconds => page.service.seekTo(seconds)
             }
