@@ -383,8 +383,9 @@ bool NowPlayingService::isSpotify(const NowPlayingTrack &track) const
 
 void NowPlayingService::fillSpotifyModes(NowPlayingTrack &track) const
 {
-    // Spotify's own reports of these two states are not to be trusted.
-    if (m_spotifyDenied) {
+    // Spotify's own reports of these two states are not to be trusted; with
+    // no way to ask Spotify, they are unknown.
+    if (m_spotifyDenied || !m_spotify) {
         track.shuffle.reset();
         track.repeatMode.reset();
         return;
