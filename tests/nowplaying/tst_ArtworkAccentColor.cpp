@@ -1,0 +1,276 @@
+#include "nowplaying/ArtworkAccentColor.h"
+
+#include <QBuffer>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QImage>
+#include <QPainter>
+#include <QRandomGenerator>
+#include <QTest>
+#include <algorithm>
+#include <cmath>
+
+using namespace ArtworkAccentColor;
+
+namespace {
+
+// Hue of a colour in Lab, degrees 0...360.
+double hue(const RGB &c)
+{
+    const Lab lab = Lab::fromRgb(c);
+    double h = std::atan2(lab.b, lab.a) * 180.0 / 3.14159265358979323846;
+    return h < 0 ? h + 360 : h;
+}
+
+double hueDistance(double a, double b)
+{
+    const double d = std::fabs(a - b);
+    return std::min(d, 360 - d);
+}
+
+RGB rgb(const QColor &c)
+{
+    return {c.redF(), c.greenF(), c.blueF()};
+}
+
+// A grey field with noise and one saturated patch covering `share` of it.
+QImage fieldWithPatch(const QColor &field, const QColor &patch, double share, int side = 300)
+{
+    QImage image(side, side, QImage::Format_RGB32);
+    QRandomGenerator random(7);
+    const int patchSide = int(std::lround(side * std::sqrt(share)));
+    for (int y = 0; y < side; ++y) {
+        for (int x = 0; x < side; ++x) {
+            const bool inPatch = x >= 20 && x < 20 + patchSide && y >= 30 && y < 30 + patchSide;
+            const QColor base = inPatch ? patch : field;
+            const int n = random.bounded(-12, 13);
+            image.setPixel(x, y, qRgb(std::clamp(base.red() + n, 0, 255), std::clamp(base.green() + n, 0, 255),
+                                      std::clamp(base.blue() + n, 0, 255)));
+        }
+    }
+    return image;
+}
+
+QImage split(const QColor &left, const QColor &right, double leftShare)
+{
+    QImage image(200, 200, QImage::Format_RGB32);
+    image.fill(right);
+    QPainter painter(&image);
+    painter.fillRect(QRectF(0, 0, 200 * leftShare, 200), left);
+    return image;
+}
+
+QByteArray encode(const QImage &image, const char *format)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, format, 90);
+    return bytes;
+}
+
+} // namespace
+
+class tst_ArtworkAccentColor : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void findsTheColourfulPatchOnANeutralField_data()
+    {
+        QTest::addColumn<QColor>("field");
+        QTest::addColumn<QColor>("patch");
+        QTest::addColumn<double>("share");
+        QTest::newRow("red 10% on grey") << QColor(128, 128, 128) << QColor(210, 30, 40) << 0.10;
+        QTest::newRow("blue 25% on light grey") << QColor(200, 200, 196) << QColor(30, 70, 220) << 0.25;
+        QTest::newRow("magenta 40% on dark grey") << QColor(40, 40, 44) << QColor(200, 40, 170) << 0.40;
+        QTest::newRow("teal 15% on near black") << QColor(12, 12, 14) << QColor(20, 160, 170) << 0.15;
+        QTest::newRow("orange 20% on white") << QColor(250, 250, 250) << QColor(240, 120, 20) << 0.20;
+    }
+    void findsTheColourfulPatchOnANeutralField()
+    {
+        QFETCH(QColor, field);
+        QFETCH(QColor, patch);
+        QFETCH(double, share);
+        const auto picked = rawColor(fieldWithPatch(field, patch, share));
+        QVERIFY(picked);
+        QVERIFY2(hueDistance(hue(*picked), hue(rgb(patch))) < 15,
+                 qPrintable(QStringLiteral("picked hue %1, patch hue %2").arg(hue(*picked)).arg(hue(rgb(patch)))));
+        QVERIFY(Lab::fromRgb(*picked).chroma() > 30);
+    }
+
+    void fallsBackToGreyWithoutAColourfulRegion_data()
+    {
+        QTest::addColumn<QImage>("image");
+        QImage transparent(50, 50, QImage::Format_ARGB32);
+        transparent.fill(Qt::transparent);
+        QImage white(50, 50, QImage::Format_RGB32);
+        white.fill(Qt::white);
+        QImage black(50, 50, QImage::Format_RGB32);
+        black.fill(Qt::black);
+        QTest::newRow("fully transparent") << transparent;
+        QTest::newRow("all white") << white;
+        QTest::newRow("all black") << black;
+        QTest::newRow("noisy greys") << fieldWithPatch(QColor(90, 90, 90), QColor(160, 160, 160), 0.3);
+    }
+    void fallsBackToGreyWithoutAColourfulRegion()
+    {
+        QFETCH(QImage, image);
+        const auto picked = rawColor(image);
+        QVERIFY(picked);
+        QCOMPARE(*picked, kNeutralGrey);
+    }
+
+    void undecodableBytesGiveNothing()
+    {
+        QVERIFY(!rawColor(QByteArray("not an image")));
+        QVERIFY(!rawColor(QByteArray()));
+    }
+
+    void yellowGreenLosesUnlessItDominates_data()
+    {
+        QTest::addColumn<double>("limeShare");
+        QTest::addColumn<bool>("limeWins");
+        QTest::newRow("half and half") << 0.5 << false;
+        QTest::newRow("lime 90%") << 0.9 << false;
+        QTest::newRow("lime 99%") << 0.99 << true;
+    }
+    void yellowGreenLosesUnlessItDominates()
+    {
+        QFETCH(double, limeShare);
+        QFETCH(bool, limeWins);
+        // Yellow-green (Lab hue about 106), inside the penalised band.
+        const QColor lime(200, 210, 40);
+        const QColor mutedRed(170, 70, 65);
+        const auto picked = rawColor(split(lime, mutedRed, limeShare));
+        QVERIFY(picked);
+        const double toLime = hueDistance(hue(*picked), hue(rgb(lime)));
+        const double toRed = hueDistance(hue(*picked), hue(rgb(mutedRed)));
+        QCOMPARE(toLime < toRed, limeWins);
+    }
+
+    void swatchesAccountForEveryOpaquePixel()
+    {
+        QImage image = fieldWithPatch(QColor(128, 128, 128), QColor(210, 30, 40), 0.2, 112);
+        // A quarter of the rows nearly transparent: left out.
+        for (int y = 0; y < 28; ++y)
+            for (int x = 0; x < 112; ++x)
+                image.setPixel(x, y, qRgba(255, 0, 0, 200));
+        image = image.convertToFormat(QImage::Format_ARGB32);
+        for (int y = 0; y < 28; ++y)
+            for (int x = 0; x < 112; ++x)
+                image.setPixel(x, y, qRgba(255, 0, 0, 200));
+        const auto list = swatches(histogram(image), kMaximumSwatches);
+        QVERIFY(list.size() <= size_t(kMaximumSwatches));
+        QVERIFY(list.size() > 4);
+        int total = 0;
+        for (const Swatch &s : list)
+            total += s.count;
+        QCOMPARE(total, 112 * (112 - 28));
+    }
+
+    void visibleOnBlackLightensInSteps_data()
+    {
+        QTest::addColumn<QColor>("color");
+        QTest::addColumn<double>("expectedRed");
+        QTest::newRow("black becomes a grey") << QColor(0, 0, 0) << 0.35;
+        QTest::newRow("bright stays") << QColor(255, 200, 0) << 1.0;
+        QTest::newRow("white stays") << QColor(255, 255, 255) << 1.0;
+    }
+    void visibleOnBlackLightensInSteps()
+    {
+        QFETCH(QColor, color);
+        QFETCH(double, expectedRed);
+        const RGB visible = visibleOnBlack(rgb(color));
+        QVERIFY(contrastAgainstBlack(visible) >= 3.0);
+        QVERIFY(std::fabs(visible.r - expectedRed) < 1e-9);
+        // One step less would not have been enough.
+        if (color == QColor(0, 0, 0))
+            QVERIFY(contrastAgainstBlack({0.30, 0.30, 0.30}) < 3.0);
+    }
+
+    void darkenedIsADeepShadeOfTheSameHue_data()
+    {
+        QTest::addColumn<QColor>("color");
+        QTest::newRow("red") << QColor(230, 40, 50);
+        QTest::newRow("yellow, out of gamut when capped") << QColor(255, 240, 0);
+        QTest::newRow("already dark") << QColor(30, 20, 60);
+        QTest::newRow("white") << QColor(255, 255, 255);
+    }
+    void darkenedIsADeepShadeOfTheSameHue()
+    {
+        QFETCH(QColor, color);
+        const RGB dark = darkened(rgb(color));
+        QVERIFY(Lab::fromRgb(dark).L <= 22.7);
+        if (Lab::fromRgb(rgb(color)).chroma() > 20)
+            QVERIFY(hueDistance(hue(dark), hue(rgb(color))) < 25);
+        if (Lab::fromRgb(rgb(color)).L < 22)
+            QVERIFY(std::fabs(Lab::fromRgb(dark).L - Lab::fromRgb(rgb(color)).L) < 0.5);
+    }
+
+    // Real photographs: the pick must be the colourful region a person sees
+    // first (the orange of the cat's fur, the red of the coffee cup, the
+    // astronaut's orange suit).
+    void picksTheDominantColourOfRealPictures_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<double>("hueFrom");
+        QTest::addColumn<double>("hueTo");
+        QTest::addColumn<double>("minChroma");
+        // A tabby's tan fur is not very colourful, but it is what one sees.
+        QTest::newRow("cat") << "chelsea.png" << 35.0 << 80.0 << 8.0;
+        QTest::newRow("coffee") << "coffee.png" << 15.0 << 50.0 << 25.0;
+        QTest::newRow("astronaut") << "astronaut.png" << 20.0 << 70.0 << 25.0;
+    }
+    void picksTheDominantColourOfRealPictures()
+    {
+        QFETCH(QString, file);
+        QFETCH(double, hueFrom);
+        QFETCH(double, hueTo);
+        QFETCH(double, minChroma);
+        const QString path = QStringLiteral("/usr/lib/python3/dist-packages/skimage/data/") + file;
+        QVERIFY2(QFile::exists(path), "install the Debian package python3-skimage (tools/bootstrap)");
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const auto picked = rawColor(f.readAll());
+        QVERIFY(picked);
+        const double h = hue(*picked);
+        QVERIFY2(h >= hueFrom && h <= hueTo && Lab::fromRgb(*picked).chroma() > minChroma,
+                 qPrintable(QStringLiteral("%1 picked %2 (hue %3, chroma %4)")
+                                .arg(file, picked->toColor().name())
+                                .arg(h)
+                                .arg(Lab::fromRgb(*picked).chroma())));
+    }
+
+    // Prints the time of a 1000×1000 cover; the budget (5 ms) is checked in
+    // reports, not asserted, because the test machines are shared and noisy.
+    void timesALargeCover()
+    {
+        QImage cover(1000, 1000, QImage::Format_RGB32);
+        QPainter painter(&cover);
+        QLinearGradient gradient(0, 0, 1000, 1000);
+        gradient.setColorAt(0, QColor(20, 30, 90));
+        gradient.setColorAt(0.6, QColor(200, 60, 40));
+        gradient.setColorAt(1, QColor(240, 220, 200));
+        painter.fillRect(cover.rect(), gradient);
+        painter.end();
+        const QByteArray jpeg = encode(cover, "JPEG");
+        QList<double> decodeAndPick;
+        QList<double> pickOnly;
+        for (int i = 0; i < 15; ++i) {
+            QElapsedTimer timer;
+            timer.start();
+            QVERIFY(rawColor(jpeg));
+            decodeAndPick.append(double(timer.nsecsElapsed()) / 1e6);
+            timer.restart();
+            QVERIFY(rawColor(cover));
+            pickOnly.append(double(timer.nsecsElapsed()) / 1e6);
+        }
+        std::sort(decodeAndPick.begin(), decodeAndPick.end());
+        std::sort(pickOnly.begin(), pickOnly.end());
+        qInfo("rawColor of a 1000x1000 cover: median %.2f ms from JPEG bytes, %.2f ms from a decoded image",
+              decodeAndPick[decodeAndPick.size() / 2], pickOnly[pickOnly.size() / 2]);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_ArtworkAccentColor)
+#include "tst_ArtworkAccentColor.moc"

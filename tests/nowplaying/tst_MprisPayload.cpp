@@ -1,0 +1,154 @@
+#include "ArtworkFetcher.h"
+#include "MprisPayload.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTest>
+
+class tst_MprisPayload : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void namesThePlayersProgram_data()
+    {
+        QTest::addColumn<QString>("desktopEntry");
+        QTest::addColumn<QString>("busName");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("desktop entry wins") << "org.gnome.Lollypop" << "org.mpris.MediaPlayer2.Lollypop" << "org.gnome.Lollypop";
+        QTest::newRow("bus name") << "" << "org.mpris.MediaPlayer2.spotify" << "spotify";
+        QTest::newRow("instance suffix") << "" << "org.mpris.MediaPlayer2.firefox.instance_1_84" << "firefox";
+        QTest::newRow("numbered instance") << "" << "org.mpris.MediaPlayer2.vlc.instance7389" << "vlc";
+    }
+    void namesThePlayersProgram()
+    {
+        QFETCH(QString, desktopEntry);
+        QFETCH(QString, busName);
+        QFETCH(QString, expected);
+        QCOMPARE(MprisPayload::bundleIdentifier(desktopEntry, busName), expected);
+    }
+
+    void mapsMprisToPayloadKeys()
+    {
+        PlayerSnapshot p;
+        p.busName = QStringLiteral("org.mpris.MediaPlayer2.mpv");
+        p.desktopEntry = QStringLiteral("mpv");
+        p.metadata = {{QStringLiteral("xesam:title"), QStringLiteral("Song")},
+                      {QStringLiteral("xesam:artist"), QStringList{QStringLiteral("A"), QStringLiteral("B")}},
+                      {QStringLiteral("xesam:album"), QStringLiteral("LP")},
+                      {QStringLiteral("mpris:length"), QVariant::fromValue(qint64(215000000))}};
+        p.playbackStatus = QStringLiteral("Playing");
+        p.rate = 1.0;
+        p.shuffle = true;
+        p.loopStatus = QStringLiteral("Track");
+        p.positionMicros = 1500000;
+        p.positionReadAtEpochMicros = 1795251600000000;
+        p.artwork = QByteArray("\x89PNG", 4);
+        const QVariantMap payload = MprisPayload::payloadFor(p);
+        const QVariantMap expected{{QStringLiteral("title"), QStringLiteral("Song")},
+                                   {QStringLiteral("artist"), QStringLiteral("A, B")},
+                                   {QStringLiteral("album"), QStringLiteral("LP")},
+                                   {QStringLiteral("bundleIdentifier"), QStringLiteral("mpv")},
+                                   {QStringLiteral("playing"), true},
+                                   {QStringLiteral("durationMicros"), qint64(215000000)},
+                                   {QStringLiteral("elapsedTimeMicros"), qint64(1500000)},
+                                   {QStringLiteral("timestampEpochMicros"), qint64(1795251600000000)},
+                                   {QStringLiteral("playbackRate"), 1.0},
+                                   {QStringLiteral("artworkData"), QStringLiteral("iVBORw==")},
+                                   {QStringLiteral("shuffleMode"), 3},
+                                   {QStringLiteral("repeatMode"), 2}};
+        QCOMPARE(payload, expected);
+
+        p.shuffle = false;
+        p.loopStatus = QStringLiteral("Playlist");
+        p.playbackStatus = QStringLiteral("Paused");
+        const QVariantMap paused = MprisPayload::payloadFor(p);
+        QCOMPARE(paused.value(QStringLiteral("shuffleMode")).toInt(), 1);
+        QCOMPARE(paused.value(QStringLiteral("repeatMode")).toInt(), 3);
+        QCOMPARE(paused.value(QStringLiteral("playing")).toBool(), false);
+    }
+
+    void diffsNameChangesAndRemovals()
+    {
+        const QVariantMap before{{QStringLiteral("title"), QStringLiteral("T")},
+                                 {QStringLiteral("artist"), QStringLiteral("A")},
+                                 {QStringLiteral("playing"), true}};
+        const QVariantMap after{{QStringLiteral("title"), QStringLiteral("T")}, {QStringLiteral("playing"), false}};
+        const QByteArray line = MprisPayload::line(MprisPayload::diff(before, after), true);
+        QCOMPARE(line, QByteArray(R"({"diff":true,"payload":{"artist":null,"playing":false}})"));
+        QVERIFY(MprisPayload::diff(after, after).isEmpty());
+    }
+
+    void decodesDataUrls_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("base64") << "data:image/png;base64,iVBORw==" << QByteArray("\x89PNG", 4);
+        QTest::newRow("percent-encoded") << "data:image/svg+xml,%3Csvg%2F%3E" << QByteArray("<svg/>");
+        QTest::newRow("broken base64") << "data:image/png;base64,***" << QByteArray();
+        QTest::newRow("no comma") << "data:image/png;base64" << QByteArray();
+        QTest::newRow("not a data URL") << "file:///cover.png" << QByteArray();
+        QTest::newRow("over the cap")
+            << QStringLiteral("data:;base64,") + QString::fromLatin1(QByteArray(ArtworkFetcher::kMaxBytes + 3, 'x').toBase64())
+            << QByteArray();
+    }
+    void decodesDataUrls()
+    {
+        QFETCH(QString, url);
+        QFETCH(QByteArray, bytes);
+        QCOMPARE(ArtworkFetcher::decodeDataUrl(url), bytes);
+    }
+
+    // A local web server hands out covers of the given sizes; the fetcher
+    // takes the small one and refuses the one over the cap.
+    void downloadsCoversWithinTheCap_data()
+    {
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<bool>("taken");
+        QTest::newRow("small") << qint64(5000) << true;
+        QTest::newRow("over the cap") << ArtworkFetcher::kMaxBytes + 1 << false;
+    }
+    void downloadsCoversWithinTheCap()
+    {
+        QFETCH(qint64, size);
+        QFETCH(bool, taken);
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        const QByteArray body(size, 'c');
+        connect(&server, &QTcpServer::newConnection, &server, [&] {
+            QTcpSocket *socket = server.nextPendingConnection();
+            connect(socket, &QTcpSocket::readyRead, socket, [socket, body] {
+                socket->readAll();
+                socket->write("HTTP/1.1 200 OK\r\nContent-Type: image/png\r\nConnection: close\r\nContent-Length: "
+                              + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+                socket->disconnectFromHost();
+            });
+        });
+        ArtworkFetcher fetcher;
+        std::optional<QByteArray> result;
+        fetcher.fetch(QUrl(QStringLiteral("http://127.0.0.1:%1/cover.png").arg(server.serverPort())),
+                      [&](const QByteArray &bytes) { result = bytes; });
+        QTRY_VERIFY_WITH_TIMEOUT(result.has_value(), 10000);
+        QCOMPARE(*result == body, taken);
+        QCOMPARE(result->isEmpty(), !taken);
+    }
+
+    void choosesPlayingThenLatestChange()
+    {
+        auto player = [](const char *name, const char *status, quint64 order) {
+            PlayerSnapshot p;
+            p.busName = QString::fromLatin1(name);
+            p.playbackStatus = QString::fromLatin1(status);
+            p.statusChangeOrder = order;
+            return p;
+        };
+        QCOMPARE(MprisPayload::choose({}), -1);
+        QCOMPARE(MprisPayload::choose({player("a", "Paused", 5), player("b", "Playing", 1)}), 1);
+        QCOMPARE(MprisPayload::choose({player("a", "Paused", 5), player("b", "Stopped", 9)}), 1);
+        QCOMPARE(MprisPayload::choose({player("a", "Playing", 5), player("b", "Playing", 2)}), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_MprisPayload)
+#include "tst_MprisPayload.moc"
