@@ -81,10 +81,10 @@ bool AppDelegate::launch()
     m_defaults = std::make_unique<UserDefaults>();
     m_settings = std::make_unique<NookSettings>(*m_defaults);
     NookSettings::setInstance(m_settings.get());
-    m_launchAtLogin = std::make_unique<LaunchAtLogin>();
+    m_launchAtLogin = std::make_unique<LaunchAtLogin>(nullptr);
     LaunchAtLogin::setInstance(m_launchAtLogin.get());
 
-    m_motion = std::make_unique<MotionPreference>();
+    m_motion = std::make_unique<MotionPreference>(nullptr);
     MotionPreference::setInstance(m_motion.get());
     m_motion->read();
 

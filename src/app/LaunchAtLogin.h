@@ -22,7 +22,7 @@ public:
     Q_ENUM(Status)
 
     // The standard autostart folder and this executable.
-    explicit LaunchAtLogin(QObject *parent = nullptr);
+    explicit LaunchAtLogin(QObject *parent);
     // Any folder and executable, for tests.
     LaunchAtLogin(QString autostartDir, QString executable, QObject *parent = nullptr);
 

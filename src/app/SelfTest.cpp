@@ -85,7 +85,7 @@ int SelfTest::run()
     SystemVolume volume(sound);
     SystemVolume::setInstance(&volume);
     volume.start();
-    MotionPreference motion;
+    MotionPreference motion(nullptr);
     MotionPreference::setInstance(&motion);
     NotchViewModel model(NotchGeometry(QSizeF(190, 32), false, QRectF(0, -1080, 1920, 1080)), settings,
                          Clock::system());

@@ -16,7 +16,7 @@ class MotionPreference : public QObject, public QmlSingleton<MotionPreference>
     Q_PROPERTY(bool reduceMotion READ reduceMotion NOTIFY reduceMotionChanged)
 
 public:
-    explicit MotionPreference(QObject *parent = nullptr);
+    explicit MotionPreference(QObject *parent);
 
     bool reduceMotion() const { return m_reduce; }
     void setReduceMotion(bool reduce);
