@@ -155,6 +155,7 @@ void FileFeeds::refreshRecent()
     if (m_recent.status == Status::Idle || m_recent.status == Status::Denied)
         setRecent({Status::Loading, {}});
     m_recentInFlight = true;
+    Q_EMIT recentReadStarted();
     const QString list = m_locations.recentList;
     const QString home = m_locations.home;
     const QDateTime now = m_clock.now();

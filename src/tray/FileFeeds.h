@@ -107,6 +107,8 @@ public:
 Q_SIGNALS:
     void downloadsChanged();
     void recentChanged();
+    // A read of the recently-used list has begun (at most one at a time).
+    void recentReadStarted();
 
 private:
     void setDownloads(State state, const QString &problem);
