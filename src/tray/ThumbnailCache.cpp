@@ -118,12 +118,10 @@ QImage drawnPage(bool folder)
 
 } // namespace
 
-ThumbnailCache::ThumbnailCache(QObject *parent)
-    : ThumbnailCache(Options{SharedThumbnails::defaultRoot(),
-                             ThumbnailerEntry::installed(ThumbnailerEntry::systemDataDirs()),
-                             kThumbnailerTimeLimit},
-                     parent)
+ThumbnailCache::Options ThumbnailCache::systemOptions()
 {
+    return {SharedThumbnails::defaultRoot(), ThumbnailerEntry::installed(ThumbnailerEntry::systemDataDirs()),
+            kThumbnailerTimeLimit};
 }
 
 ThumbnailCache::ThumbnailCache(Options options, QObject *parent)
@@ -133,8 +131,20 @@ ThumbnailCache::ThumbnailCache(Options options, QObject *parent)
     if (m_options.cacheRoot.isEmpty())
         m_options.cacheRoot = SharedThumbnails::defaultRoot();
     m_pool.setMaxThreadCount(std::clamp(QThread::idealThreadCount(), 1, 4));
-    // Outside a full desktop session Qt falls back to hicolor, which has no
-    // icons for file types; Adwaita is on every desktop we target and fills in.
+    // Outside a desktop session Qt may know no icon folders and no theme
+    // (its plain platforms look only in its own resources): add the desktop's
+    // icon folders, and Adwaita, which every desktop we target installs, for
+    // the file-type icons that hicolor lacks.
+    QStringList searchPaths = QIcon::themeSearchPaths();
+    for (const QString &dataDir : ThumbnailerEntry::systemDataDirs()) {
+        const QString icons = dataDir + QStringLiteral("/icons");
+        if (!searchPaths.contains(icons) && QFileInfo(icons).isDir())
+            searchPaths.append(icons);
+    }
+    if (searchPaths != QIcon::themeSearchPaths())
+        QIcon::setThemeSearchPaths(searchPaths);
+    if (QIcon::themeName().isEmpty())
+        QIcon::setThemeName(QStringLiteral("Adwaita"));
     if (QIcon::fallbackThemeName().isEmpty() || QIcon::fallbackThemeName() == QLatin1String("hicolor"))
         QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
 }

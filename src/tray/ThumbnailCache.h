@@ -45,8 +45,10 @@ public:
         double timeLimit = kThumbnailerTimeLimit;
     };
 
-    explicit ThumbnailCache(QObject *parent = nullptr);
-    ThumbnailCache(Options options, QObject *parent = nullptr);
+    // The desktop's shared cache and its installed thumbnailers.
+    static Options systemOptions();
+
+    explicit ThumbnailCache(Options options, QObject *parent = nullptr);
     ~ThumbnailCache() override;
 
     // Makes sure a preview for the file is being or has been made.
