@@ -292,9 +292,11 @@ void LocalSendClient::uploadNext()
             return;
         const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         if (reply->error() != QNetworkReply::NoError || status != 200) {
-            const QString why = status && !m_certificateMismatch
-                ? QStringLiteral("%1 stopped the transfer (%2).").arg(m_device.name).arg(status)
-                : networkProblem(reply);
+            // Once files flow, any broken connection means the receiver went
+            // away (Qt may retry and then find nobody listening).
+            const QString why = m_certificateMismatch ? networkProblem(reply)
+                : status ? QStringLiteral("%1 stopped the transfer (%2).").arg(m_device.name).arg(status)
+                         : QStringLiteral("%1 stopped answering.").arg(m_device.name);
             // Tell the receiver, in case it is still there, to drop the half file.
             postCancel();
             fail(why);
