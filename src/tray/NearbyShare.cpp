@@ -131,7 +131,7 @@ QString NearbyShare::deviceHint() const
 {
     switch (m_devices.count()) {
     case 0:
-        return QStringLiteral("Looking for LocalSend and KDE Connect devices…");
+        return QStringLiteral("Looking for devices…");
     case 1:
         return m_devices.devices().first().name;
     default:
