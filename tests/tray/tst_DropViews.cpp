@@ -9,6 +9,7 @@
 #include "tray/ThumbnailCache.h"
 #include "tray/TrayStore.h"
 
+#include <QAbstractItemModelTester>
 #include <QGuiApplication>
 #include <QQmlComponent>
 #include <QQmlEngine>
@@ -102,6 +103,7 @@ private Q_SLOTS:
 
     void nearbyChooserAndFailure()
     {
+        QAbstractItemModelTester tester(m_share->devices(), QAbstractItemModelTester::FailureReportingMode::QtTest);
         auto view = show(QStringLiteral("NearbySendView.qml"), {});
         QVERIFY(QTest::qWaitForWindowExposed(view.get()));
         QVERIFY(!view->rootObject()->isVisible());
@@ -112,6 +114,8 @@ private Q_SLOTS:
                             QStringLiteral("desktop"), {}, 0, false};
         m_share->devices()->upsert(phone);
         m_share->devices()->upsert(laptop);
+        laptop.name = QStringLiteral("Studio laptop");
+        m_share->devices()->upsert(laptop); // the same device again is not a second one
         const QString file = m_dir.filePath(QStringLiteral("Holiday.jpg"));
         QFile f(file);
         QVERIFY(f.open(QIODevice::WriteOnly) && f.write("jpeg") == 4);

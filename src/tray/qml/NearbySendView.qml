@@ -66,7 +66,7 @@ Rectangle {
             required property string kind
             required property string symbol
 
-            width: Math.max(150, label.implicitWidth + 60)
+            width: Math.max(150, implicitContentWidth + 24)
             height: 56
             hoverEnabled: true
             focusPolicy: Qt.TabFocus
@@ -101,7 +101,6 @@ Rectangle {
                 Column {
                     anchors.verticalCenter: parent.verticalCenter
                     Text {
-                        id: label
                         text: device.name
                         color: NookStyle.primaryText
                         font.pixelSize: NookStyle.bodySize

@@ -30,21 +30,21 @@ Rectangle {
             AbstractButton {
                 id: segment
                 required property var modelData
-                readonly property bool selected: modelData.source === picker.current
+                readonly property bool selected: segment.modelData.source === picker.current
 
                 width: 34
                 height: 22
                 hoverEnabled: true
                 focusPolicy: Qt.TabFocus
                 checkable: false
-                onClicked: picker.picked(modelData.source)
+                onClicked: picker.picked(segment.modelData.source)
 
                 Accessible.role: Accessible.PageTab
-                Accessible.name: modelData.title
+                Accessible.name: segment.modelData.title
                 Accessible.checked: selected
                 ToolTip.visible: hovered
                 ToolTip.delay: 700
-                ToolTip.text: modelData.title
+                ToolTip.text: segment.modelData.title
 
                 background: Rectangle {
                     radius: height / 2

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls.Basic
 import Tarnwick
 
 // One file: its picture, its name, and for the user's own tray a small
@@ -38,7 +37,8 @@ Item {
         // Re-evaluated when any preview arrives; the source changes only for
         // this file's own.
         source: ThumbnailCache.revision >= 0 ? ThumbnailCache.source(tile.url) : ""
-        sourceSize: Qt.size(96, 96)
+        sourceSize.width: 96
+        sourceSize.height: 96
         fillMode: Image.PreserveAspectFit
         asynchronous: false
         smooth: true

@@ -49,7 +49,9 @@ Item {
             anchors.leftMargin: 10
             anchors.verticalCenter: parent.verticalCenter
             height: 20
-            width: clearLabel.implicitWidth + 16
+            implicitWidth: implicitContentWidth + 16
+            leftPadding: 8
+            rightPadding: 8
             hoverEnabled: true
             focusPolicy: Qt.TabFocus
             text: "Clear"
@@ -68,7 +70,6 @@ Item {
                 Behavior on color { ColorAnimation { duration: NookStyle.hoverFadeMs } }
             }
             contentItem: Text {
-                id: clearLabel
                 text: clearButton.text
                 color: NookStyle.secondaryText
                 font.pixelSize: NookStyle.captionSize
