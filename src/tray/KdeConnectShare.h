@@ -1,0 +1,32 @@
+#pragma once
+
+#include "tray/NearbyDevice.h"
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QUrl>
+
+// Shares files with phones paired through KDE Connect, when its daemon runs
+// on the session bus: the daemon lists the paired devices it can reach, and
+// its share plugin sends the files itself.
+class KdeConnectShare : public QObject
+{
+    Q_OBJECT
+
+public:
+    static inline const QString kService = QStringLiteral("org.kde.kdeconnect");
+
+    explicit KdeConnectShare(QDBusConnection bus = QDBusConnection::sessionBus(), QObject *parent = nullptr);
+
+    // Asks the daemon, if it is there, for its reachable paired devices.
+    void discover();
+    // Hands the files to the daemon; finished() tells whether it took them.
+    void send(const NearbyDevice &device, const QList<QUrl> &files);
+
+Q_SIGNALS:
+    void deviceFound(const NearbyDevice &device);
+    void finished(bool ok, const QString &error);
+
+private:
+    QDBusConnection m_bus;
+};

@@ -1,0 +1,157 @@
+#include "TrayTestFiles.h"
+#include "core/ManualClock.h"
+#include "tray/NearbyShare.h"
+
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+// Sends files to a real LocalSend receiver started by the test: found by
+// multicast, uploaded over HTTPS with its self-signed certificate.
+class tst_LocalSendIntegration : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    ManualClock m_clock;
+    QList<QUrl> m_files;
+
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+
+    bool makeCertificate(const QString &name)
+    {
+        QProcess openssl;
+        openssl.start(QStringLiteral("openssl"),
+                      {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("rsa:2048"),
+                       QStringLiteral("-nodes"), QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"),
+                       QStringLiteral("/CN=localsend-test"), QStringLiteral("-keyout"), path(name + QStringLiteral(".key")),
+                       QStringLiteral("-out"), path(name + QStringLiteral(".crt"))});
+        return openssl.waitForFinished(30000) && openssl.exitCode() == 0;
+    }
+
+    struct Receiver
+    {
+        QProcess process;
+        quint16 port = 0;
+        QString outdir;
+        ~Receiver()
+        {
+            process.closeWriteChannel();
+            if (!process.waitForFinished(3000)) {
+                process.kill();
+                process.waitForFinished(3000);
+            }
+        }
+    };
+
+    // Starts a receiver on a port of its own, so parallel runs don't meet.
+    void start(Receiver &receiver, const QString &mode, const QString &announcedCert = {})
+    {
+        receiver.port = quint16(40000 + QRandomGenerator::global()->bounded(20000));
+        receiver.outdir = path(QStringLiteral("received-%1-%2").arg(mode).arg(receiver.port));
+        QDir().mkpath(receiver.outdir);
+        QStringList args{QStringLiteral(TRAY_TEST_DATA "/localsend_receiver.py"), QString::number(receiver.port),
+                         path(QStringLiteral("device.crt")), path(QStringLiteral("device.key")), receiver.outdir, mode};
+        if (!announcedCert.isEmpty())
+            args.append(announcedCert);
+        receiver.process.start(QStringLiteral("/usr/bin/python3"), args);
+        QVERIFY2(receiver.process.waitForStarted(5000), "needs Debian's python3");
+        QVERIFY(receiver.process.waitForReadyRead(10000));
+        QCOMPARE(receiver.process.readLine().trimmed(), QByteArray("ready"));
+    }
+
+    LocalSendClient::Config config(quint16 port) const
+    {
+        LocalSendClient::Config c = NearbyShare::defaultLocalSendConfig();
+        c.port = port;
+        return c;
+    }
+
+    // Finds the receiver and sends it the files; returns the final phase.
+    NearbyShare::Phase sendAll(NearbyShare &share)
+    {
+        share.startLooking();
+        if (!QTest::qWaitFor([&] { return share.canPerform(); }, 10000))
+            return NearbyShare::Phase::Idle;
+        if (share.devices()->devices().first().name != QLatin1String("Test Phone"))
+            return NearbyShare::Phase::Idle;
+        if (!share.send(m_files) || share.phase() != NearbyShare::Phase::Choosing)
+            return NearbyShare::Phase::Idle;
+        share.choose(0);
+        const auto done = [&] {
+            return share.phase() == NearbyShare::Phase::Sent || share.phase() == NearbyShare::Phase::Failed;
+        };
+        return QTest::qWaitFor(done, 30000) ? share.phase() : NearbyShare::Phase::Sending;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        QVERIFY2(!QStandardPaths::findExecutable(QStringLiteral("openssl")).isEmpty(), "install the Debian package openssl");
+        QVERIFY(makeCertificate(QStringLiteral("device")));
+        QVERIFY(makeCertificate(QStringLiteral("impostor")));
+        QByteArray big(3 * 1024 * 1024, Qt::Uninitialized);
+        QRandomGenerator(42).fillRange(reinterpret_cast<quint32 *>(big.data()), big.size() / 4);
+        QVERIFY(writeFile(path(QStringLiteral("files/photo.raw")), big));
+        QVERIFY(writeFile(path(QStringLiteral("files/notes ü.txt")), "Tarnwick sends this byte for byte.\n"));
+        m_files = {QUrl::fromLocalFile(path(QStringLiteral("files/photo.raw"))),
+                   QUrl::fromLocalFile(path(QStringLiteral("files/notes ü.txt")))};
+    }
+
+    void deliversEveryByte()
+    {
+        const auto before = checksumsUnder(path(QStringLiteral("files")));
+        Receiver receiver;
+        start(receiver, QStringLiteral("accept"));
+        NearbyShare share(m_clock, config(receiver.port), QDBusConnection(QString()));
+        QSignalSpy progress(&share, &NearbyShare::progressChanged);
+        QCOMPARE(sendAll(share), NearbyShare::Phase::Sent);
+        QCOMPARE(share.statusText(), QStringLiteral("Sent to Test Phone"));
+        QCOMPARE(share.progress(), 1.0);
+        QVERIFY(progress.count() >= 2);
+        QMap<QString, QByteArray> received;
+        for (auto it = before.cbegin(); it != before.cend(); ++it)
+            received.insert(receiver.outdir + QLatin1Char('/') + QFileInfo(it.key()).fileName(), it.value());
+        QCOMPARE(checksumsUnder(receiver.outdir), received);
+        QCOMPARE(checksumsUnder(path(QStringLiteral("files"))), before);
+
+        m_clock.advance(NearbyShare::kResultLinger);
+        QCOMPARE(share.phase(), NearbyShare::Phase::Idle);
+    }
+
+    void failuresAreClearAndLoseNothing_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<bool>("impostor");
+        QTest::addColumn<QString>("because");
+        QTest::newRow("the device declines") << "reject" << false << "Test Phone declined the files.";
+        QTest::newRow("the device vanishes mid-transfer") << "vanish" << false << "Test Phone stopped answering.";
+        QTest::newRow("a certificate other than the announced one")
+            << "accept" << true << "Test Phone isn't the device it claimed to be (its certificate doesn't match).";
+    }
+
+    void failuresAreClearAndLoseNothing()
+    {
+        QFETCH(QString, mode);
+        QFETCH(bool, impostor);
+        QFETCH(QString, because);
+        const auto before = checksumsUnder(path(QStringLiteral("files")));
+        Receiver receiver;
+        start(receiver, mode, impostor ? path(QStringLiteral("impostor.crt")) : QString());
+        NearbyShare share(m_clock, config(receiver.port), QDBusConnection(QString()));
+        QCOMPARE(sendAll(share), NearbyShare::Phase::Failed);
+        QCOMPARE(share.lastError(), because);
+        QCOMPARE(share.statusText(), QStringLiteral("Couldn't send: ") + because);
+        QCOMPARE(checksumsUnder(path(QStringLiteral("files"))), before);
+        if (impostor)
+            QCOMPARE(checksumsUnder(receiver.outdir).size(), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_LocalSendIntegration)
+#include "tst_LocalSendIntegration.moc"

@@ -1,0 +1,178 @@
+#include "app/NookSettings.h"
+#include "core/ManualClock.h"
+#include "core/UserDefaults.h"
+#include "notch/NotchViewModel.h"
+#include "tray/DroppedFiles.h"
+#include "tray/NookDropDelegate.h"
+#include "tray/ThumbnailCache.h"
+#include "tray/TrayStore.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+
+using Urls = QList<QUrl>;
+
+// What a drag over the notch does: which drags open the Nook, which half
+// takes the files, and what arrives where.
+class tst_NookDropDelegate : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+
+    struct Fixture
+    {
+        explicit Fixture(const QString &dir, bool showsTray = true)
+            : defaults(dir + QStringLiteral("/defaults.conf"))
+            , settings(defaults)
+            , model(NotchGeometry(QSizeF(190, 32), false, QRectF(0, 0, 1920, 1080)), settings, clock)
+            , thumbnails({dir + QStringLiteral("/thumbs"), {}, 1})
+            , store(thumbnails)
+            , drops(clock, &store, nullptr)
+        {
+            settings.setShowsTray(showsTray);
+            drops.setModel(&model);
+        }
+        // A point over the left or right half of the open centre page.
+        QPointF left() const { return model.geometry().baseRect().center() - QPointF(100, 0); }
+        QPointF right() const { return model.geometry().baseRect().center() + QPointF(100, 0); }
+
+        ManualClock clock;
+        UserDefaults defaults;
+        NookSettings settings;
+        NotchViewModel model;
+        ThumbnailCache thumbnails;
+        TrayStore store;
+        NookDropDelegate drops;
+    };
+
+    QUrl file(const QString &name) const { return QUrl::fromLocalFile(m_dir.filePath(name)); }
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY(m_dir.isValid()); }
+
+    void onlyFileDragsOpenTheNook_data()
+    {
+        QTest::addColumn<Urls>("urls");
+        QTest::addColumn<bool>("accepted");
+        QTest::newRow("plain text carries no URL") << Urls{} << false;
+        QTest::newRow("a web link") << Urls{QUrl(QStringLiteral("https://example.org/a.pdf"))} << false;
+        QTest::newRow("one file among links")
+            << Urls{QUrl(QStringLiteral("https://example.org/")), QUrl::fromLocalFile(QStringLiteral("/tmp/a.txt"))} << true;
+    }
+
+    void onlyFileDragsOpenTheNook()
+    {
+        QFETCH(Urls, urls);
+        QFETCH(bool, accepted);
+        Fixture f(m_dir.path());
+        QCOMPARE(f.drops.enter(urls, f.left()), accepted);
+        QCOMPARE(f.model.isDropTargeted(), accepted);
+        QCOMPARE(f.model.isExpanded(), accepted);
+        if (accepted)
+            QCOMPARE(f.model.page(), NookPage::Tray);
+    }
+
+    void theHalfUnderThePointerChooses()
+    {
+        Fixture f(m_dir.path());
+        QVERIFY(f.drops.enter({file(QStringLiteral("a.txt"))}, f.right()));
+        // Still opening: everything aims at the tray.
+        QCOMPARE(f.model.dropZone(), DropZone::Tray);
+        f.clock.advance(NookDropDelegate::kOpeningTime);
+        QSignalSpy zone(&f.model, &NotchViewModel::dropZoneChanged);
+        f.drops.move(f.right());
+        f.drops.move(f.right() + QPointF(5, 5));
+        QCOMPARE(f.model.dropZone(), DropZone::AirDrop);
+        f.drops.move(f.left());
+        QCOMPARE(f.model.dropZone(), DropZone::Tray);
+        QCOMPARE(zone.count(), 2);
+        f.drops.exit();
+        QVERIFY(!f.model.isDropTargeted());
+    }
+
+    void withTheTrayOffEverythingGoesToTheDevices()
+    {
+        Fixture f(m_dir.path(), false);
+        QVERIFY(!f.drops.offersTray());
+        QVERIFY(f.drops.enter({file(QStringLiteral("a.txt"))}, f.left()));
+        QCOMPARE(f.model.dropZone(), DropZone::AirDrop);
+        f.clock.advance(1);
+        f.drops.move(f.left());
+        QCOMPARE(f.model.dropZone(), DropZone::AirDrop);
+    }
+
+    void dropsDeliverTheFilesThatLoad_data()
+    {
+        QTest::addColumn<bool>("waitUntilOpen");
+        QTest::addColumn<bool>("onTheRight");
+        QTest::addColumn<int>("zone");
+        QTest::newRow("left half keeps them") << true << false << int(DropZone::Tray);
+        QTest::newRow("right half sends them") << true << true << int(DropZone::AirDrop);
+        QTest::newRow("a drop while opening lands in the tray") << false << true << int(DropZone::Tray);
+    }
+
+    void dropsDeliverTheFilesThatLoad()
+    {
+        QFETCH(bool, waitUntilOpen);
+        QFETCH(bool, onTheRight);
+        QFETCH(int, zone);
+        Fixture f(m_dir.path());
+        QList<std::pair<DropZone, Urls>> deliveries;
+        f.drops.onDeliver = [&](DropZone z, const Urls &files) { deliveries.append({z, files}); };
+
+        const Urls dropped{file(QStringLiteral("one.txt")), QUrl(QStringLiteral("https://example.org/x")),
+                           file(QStringLiteral("sub/../two.txt"))};
+        QVERIFY(f.drops.enter(dropped, f.left()));
+        if (waitUntilOpen)
+            f.clock.advance(NookDropDelegate::kOpeningTime + 0.1);
+        QVERIFY(f.drops.drop(dropped, onTheRight ? f.right() : f.left()));
+        QVERIFY(!f.model.isDropTargeted());
+        QTRY_COMPARE(deliveries.size(), 1);
+        QCOMPARE(int(deliveries.first().first), zone);
+        QCOMPARE(deliveries.first().second, (Urls{file(QStringLiteral("one.txt")), file(QStringLiteral("two.txt"))}));
+    }
+
+    void trayDropsShowTheTray()
+    {
+        Fixture f(m_dir.path());
+        f.store.setSource(TraySource::Recent);
+        QVERIFY(f.drops.enter({file(QStringLiteral("a.txt"))}, f.left()));
+        QVERIFY(f.drops.drop({file(QStringLiteral("a.txt"))}, f.left()));
+        QTRY_COMPARE(f.store.count(), 1);
+        QCOMPARE(f.store.source(), TraySource::Dropped);
+        QVERIFY(!f.drops.drop({QUrl(QStringLiteral("https://example.org"))}, f.left()));
+    }
+
+    void collectorCountsAnswersFromAnyThread()
+    {
+        QList<Urls> completions;
+        QObject receiver;
+        auto collector = std::make_shared<DroppedFiles::Collector>(3, &receiver, [&](const Urls &files) {
+            QCOMPARE(QThread::currentThread(), receiver.thread());
+            completions.append(files);
+        });
+        QThread worker;
+        worker.start();
+        QMetaObject::invokeMethod(&receiver, [] {}, Qt::QueuedConnection);
+        QObject onWorker;
+        onWorker.moveToThread(&worker);
+        QMetaObject::invokeMethod(&onWorker, [&] { collector->receive(file(QStringLiteral("w.txt"))); },
+                                  Qt::BlockingQueuedConnection);
+        collector->receive(std::nullopt); // a failed item only counts down
+        collector->receive(file(QStringLiteral("m.txt")));
+        collector->receive(file(QStringLiteral("late.txt"))); // one answer too many changes nothing
+        worker.quit();
+        worker.wait();
+        QTRY_COMPARE(completions.size(), 1);
+        QCOMPARE(completions.first(), (Urls{file(QStringLiteral("w.txt")), file(QStringLiteral("m.txt"))}));
+        QTest::qWait(20);
+        QCOMPARE(completions.size(), 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_NookDropDelegate)
+#include "tst_NookDropDelegate.moc"

@@ -1,0 +1,217 @@
+#include "TrayTestFiles.h"
+#include "tray/SharedThumbnails.h"
+#include "tray/ThumbnailCache.h"
+#include "tray/ThumbnailerEntry.h"
+
+#include <QGuiApplication>
+#include <QImageWriter>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+QImage solid(QColor colour, int size = 600)
+{
+    QImage image(size, size, QImage::Format_RGB32);
+    image.fill(colour);
+    return image;
+}
+
+qint64 mtimeOf(const QString &path)
+{
+    return QFileInfo(path).lastModified().toSecsSinceEpoch();
+}
+
+bool near(QColor a, QColor b)
+{
+    return std::abs(a.red() - b.red()) < 12 && std::abs(a.green() - b.green()) < 12 && std::abs(a.blue() - b.blue()) < 12;
+}
+
+} // namespace
+
+class tst_ThumbnailCache : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    QString m_cacheRoot;
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+    ThumbnailCache::Options options() const { return {m_cacheRoot, {}, 2}; }
+
+    // Loads one file and waits for its answer.
+    static bool loadAndWait(ThumbnailCache &cache, const QUrl &url)
+    {
+        QSignalSpy finished(&cache, &ThumbnailCache::requestFinished);
+        cache.load(url);
+        if (!finished.wait(10000))
+            return false;
+        return finished.first().at(1).toBool();
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        m_cacheRoot = path(QStringLiteral("cache/thumbnails"));
+    }
+
+    void namesFilesAsGLibDoes()
+    {
+        const QStringList paths{path(QStringLiteral("plain.png")), path(QStringLiteral("with space & ampersand.jpg")),
+                                path(QStringLiteral("ümlaut—dash.pdf")), path(QStringLiteral("odd #%?;[]{}|^`\"<>.txt")),
+                                path(QStringLiteral("keep !$'()*+,=:@~_-.txt"))};
+        QProcess python;
+        python.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral(TRAY_TEST_DATA "/glib_names.py")});
+        QVERIFY2(python.waitForStarted(), "needs Debian's python3");
+        python.write(paths.join(QLatin1Char('\n')).toUtf8());
+        python.closeWriteChannel();
+        QVERIFY(python.waitForFinished(20000));
+        QVERIFY2(python.exitCode() == 0, python.readAllStandardError().constData());
+        const QStringList lines = QString::fromUtf8(python.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), paths.size());
+        for (qsizetype i = 0; i < paths.size(); ++i) {
+            const QString uri = SharedThumbnails::uriForPath(paths.at(i));
+            QCOMPARE(uri, lines.at(i).section(QLatin1Char('\t'), 0, 0));
+            QCOMPARE(SharedThumbnails::fileName(uri), lines.at(i).section(QLatin1Char('\t'), 1, 1));
+        }
+    }
+
+    void makesImagePreviewsAndSharesThem_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("format");
+        QTest::newRow("jpeg") << "photo.jpg" << QByteArray("jpeg");
+        QTest::newRow("png") << "picture one.png" << QByteArray("png");
+    }
+
+    void makesImagePreviewsAndSharesThem()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, format);
+        const QString file = path(name);
+        QVERIFY(QImageWriter(file, format).write(solid(QColor(20, 60, 220))));
+        ThumbnailCache cache(options());
+        const QUrl url = QUrl::fromLocalFile(file);
+        QSignalSpy changed(&cache, &ThumbnailCache::imagesChanged);
+        QVERIFY(!cache.hasThumbnail(url));
+        QVERIFY(loadAndWait(cache, url));
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(cache.image(url).size(), QSize(96, 96));
+        QVERIFY(near(cache.image(url).pixelColor(48, 48), QColor(20, 60, 220)));
+        QVERIFY(cache.source(url).endsWith(QStringLiteral("/t")));
+
+        const QString uri = SharedThumbnails::uriForPath(file);
+        const QImage written(m_cacheRoot + QStringLiteral("/normal/") + SharedThumbnails::fileName(uri));
+        QCOMPARE(written.size(), QSize(128, 128));
+        QCOMPARE(written.text(QStringLiteral("Thumb::URI")), uri);
+        QCOMPARE(written.text(QStringLiteral("Thumb::MTime")), QString::number(mtimeOf(file)));
+        QCOMPARE(QFileInfo(m_cacheRoot + QStringLiteral("/normal")).permissions() & (QFile::ReadOther | QFile::ReadGroup),
+                 QFile::Permissions());
+    }
+
+    void sharedCacheIsUsedOnlyWhileFresh()
+    {
+        const QString file = path(QStringLiteral("cached.png"));
+        QVERIFY(solid(Qt::blue, 300).save(file));
+        const QString uri = SharedThumbnails::uriForPath(file);
+        // A file manager left a (red) preview for this exact version of the file.
+        QVERIFY(SharedThumbnails::store(m_cacheRoot, uri, mtimeOf(file), QStringLiteral("image/png"), solid(Qt::red, 128)));
+        {
+            ThumbnailCache cache(options());
+            QVERIFY(loadAndWait(cache, QUrl::fromLocalFile(file)));
+            QVERIFY(near(cache.image(QUrl::fromLocalFile(file)).pixelColor(10, 10), Qt::red));
+        }
+        // The file changed since: the old preview is ignored and replaced.
+        QVERIFY(SharedThumbnails::store(m_cacheRoot, uri, mtimeOf(file) - 100, QStringLiteral("image/png"), solid(Qt::red, 128)));
+        ThumbnailCache cache(options());
+        QVERIFY(loadAndWait(cache, QUrl::fromLocalFile(file)));
+        QVERIFY(near(cache.image(QUrl::fromLocalFile(file)).pixelColor(10, 10), Qt::blue));
+        const QImage rewritten(m_cacheRoot + QStringLiteral("/normal/") + SharedThumbnails::fileName(uri));
+        QCOMPARE(rewritten.text(QStringLiteral("Thumb::MTime")), QString::number(mtimeOf(file)));
+    }
+
+    void withoutPreviewTheIconStandsInAndFailuresAreNotRetried()
+    {
+        const QString corrupt = path(QStringLiteral("broken.jpg"));
+        QVERIFY(writeFile(corrupt, QByteArray("\xff\xd8\xff\xe0", 4) + QByteArray(3000, 'x')));
+        const QString text = path(QStringLiteral("notes.txt"));
+        QVERIFY(writeFile(text, "hello"));
+        ThumbnailCache cache(options());
+
+        for (const QString &file : {corrupt, text}) {
+            const QUrl url = QUrl::fromLocalFile(file);
+            const QImage before = cache.image(url); // never loaded: the type's icon
+            QVERIFY(!before.isNull());
+            QVERIFY(before.width() <= 96 && before.height() <= 96 && before.width() >= 48);
+            QVERIFY(!loadAndWait(cache, url));
+            QVERIFY(!cache.hasThumbnail(url));
+            QCOMPARE(cache.image(url), ThumbnailCache::iconFor(file));
+            QVERIFY(cache.source(url).endsWith(QStringLiteral("/i")));
+
+            QSignalSpy again(&cache, &ThumbnailCache::requestFinished);
+            cache.load(url);
+            QCOMPARE(cache.pendingCount(), 0);
+            QVERIFY(!again.wait(200));
+            QVERIFY(!QFile::exists(m_cacheRoot + QStringLiteral("/normal/")
+                                   + SharedThumbnails::fileName(SharedThumbnails::uriForPath(file))));
+        }
+    }
+
+    void previewOutlivesItsFile()
+    {
+        const QString file = path(QStringLiteral("soon-gone.png"));
+        QVERIFY(solid(Qt::green, 200).save(file));
+        ThumbnailCache cache(options());
+        const QUrl url = QUrl::fromLocalFile(file);
+        QVERIFY(loadAndWait(cache, url));
+        QVERIFY(QFile::remove(file));
+        QVERIFY(cache.hasThumbnail(url));
+        QVERIFY(near(cache.image(url).pixelColor(5, 5), Qt::green));
+    }
+
+    void providerIdsSurviveAnyUrl()
+    {
+        ThumbnailCache cache(options());
+        for (const QString &name : {QStringLiteral("a b/c#d?e%f.png"), QStringLiteral("ü/../x.txt")}) {
+            const QUrl url = QUrl::fromLocalFile(path(name));
+            const QString source = cache.source(url);
+            QVERIFY(source.startsWith(QStringLiteral("image://tarnwick-thumbnail/")));
+            QCOMPARE(ThumbnailCache::urlFromProviderId(source.mid(27)), url);
+        }
+    }
+
+    void thumbnailerEntries_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QStringList>("mimeTypes");
+        QTest::addColumn<QStringList>("command");
+        QTest::newRow("gdk-pixbuf style")
+            << QByteArray("[Thumbnailer Entry]\nTryExec=t\nExec=/usr/bin/t -s %s %u %o\nMimeType=image/png;image/jpeg;\n")
+            << QStringList{"image/png", "image/jpeg"}
+            << QStringList{"/usr/bin/t", "-s", "128", "file:///x%20y.png", "/tmp/out.png"};
+        QTest::newRow("quoted path, percent sign, other groups ignored")
+            << QByteArray("# comment\n[Other]\nExec=nope\n[Thumbnailer Entry]\nExec=\"/opt/my tool\" --in=%i --pct=100%% %o\n"
+                          "MimeType=application/pdf\n")
+            << QStringList{"application/pdf"}
+            << QStringList{"/opt/my tool", "--in=/tmp/x y.png", "--pct=100%", "/tmp/out.png"};
+    }
+
+    void thumbnailerEntries()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QStringList, mimeTypes);
+        QFETCH(QStringList, command);
+        const ThumbnailerEntry entry = ThumbnailerEntry::parse(text);
+        QVERIFY(entry.isValid());
+        QCOMPARE(entry.mimeTypes, mimeTypes);
+        QCOMPARE(entry.command(128, QStringLiteral("file:///x%20y.png"), QStringLiteral("/tmp/x y.png"),
+                               QStringLiteral("/tmp/out.png")),
+                 command);
+    }
+};
+
+QTEST_MAIN(tst_ThumbnailCache)
+#include "tst_ThumbnailCache.moc"

@@ -1,0 +1,254 @@
+#include "TrayScreens.h"
+#include "TrayTestFiles.h"
+#include "core/ManualClock.h"
+#include "core/QmlModule.h"
+#include "tray/FileFeeds.h"
+#include "tray/ThumbnailCache.h"
+#include "tray/TrayStore.h"
+
+#include <QGuiApplication>
+#include <QPainter>
+#include <QProcess>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+// A photo-like picture: a sky gradient, a sun and hills.
+QImage scene(int seed)
+{
+    QImage image(800, 600, QImage::Format_RGB32);
+    QPainter p(&image);
+    QLinearGradient sky(0, 0, 0, 600);
+    const QColor tops[] = {QColor(40, 90, 200), QColor(250, 130, 60), QColor(30, 30, 80), QColor(90, 170, 220)};
+    sky.setColorAt(0, tops[seed % 4]);
+    sky.setColorAt(1, QColor(250, 220, 180));
+    p.fillRect(image.rect(), sky);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setBrush(QColor(255, 240, 150));
+    p.setPen(Qt::NoPen);
+    p.drawEllipse(QPointF(200 + seed * 90, 200), 70, 70);
+    p.setBrush(QColor(40 + seed * 20, 110, 60));
+    p.drawEllipse(QRectF(-200, 380, 800, 500));
+    p.setBrush(QColor(30, 80 + seed * 10, 50));
+    p.drawEllipse(QRectF(300, 420, 800, 500));
+    return image;
+}
+
+QByteArray pdfPage(QByteArray drawing)
+{
+    const QList<QByteArray> objects{
+        "<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 420 595] /Contents 4 0 R >>",
+        "<< /Length " + QByteArray::number(drawing.size()) + " >>\nstream\n" + drawing + "\nendstream"};
+    QByteArray pdf = "%PDF-1.4\n";
+    QList<qsizetype> offsets;
+    for (qsizetype i = 0; i < objects.size(); ++i) {
+        offsets.append(pdf.size());
+        pdf += QByteArray::number(i + 1) + " 0 obj\n" + objects.at(i) + "\nendobj\n";
+    }
+    const qsizetype xref = pdf.size();
+    pdf += "xref\n0 5\n0000000000 65535 f \n";
+    for (qsizetype o : offsets)
+        pdf += QByteArray::number(o).rightJustified(10, '0') + " 00000 n \n";
+    return pdf + "trailer\n<< /Size 5 /Root 1 0 R >>\nstartxref\n" + QByteArray::number(xref) + "\n%%EOF\n";
+}
+
+QByteArray documentPdf()
+{
+    QByteArray d = "0.15 0.35 0.75 rg 40 500 340 50 re f 0.6 0.6 0.65 rg";
+    for (int i = 0; i < 14; ++i)
+        d += " 40 " + QByteArray::number(460 - i * 28) + " " + QByteArray::number(340 - (i % 3) * 60) + " 10 re f";
+    return pdfPage(d);
+}
+
+} // namespace
+
+class tst_TrayPageView : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_home;
+    ManualClock m_clock{QDateTime::currentDateTimeUtc()};
+    std::unique_ptr<ThumbnailCache> m_thumbnails;
+    std::unique_ptr<TrayStore> m_store;
+    std::unique_ptr<FileFeeds> m_feeds;
+    std::unique_ptr<QQuickView> m_view;
+    QStringList m_trayFiles;
+
+    QString home(const QString &rel) const { return m_home.filePath(rel); }
+    QQuickItem *find(const char *name) const { return m_view->rootObject()->findChild<QQuickItem *>(QLatin1String(name)); }
+    bool shows(const char *name) const
+    {
+        QQuickItem *item = find(name);
+        return item && item->isVisible();
+    }
+    void settle()
+    {
+        QTRY_COMPARE_WITH_TIMEOUT(m_thumbnails->pendingCount(), 0, 20000);
+        QTRY_VERIFY(m_feeds->downloadsStatus() != FileFeeds::Status::Loading);
+        QTRY_VERIFY(m_feeds->recentStatus() != FileFeeds::Status::Loading);
+        QTest::qWait(30);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_home.isValid());
+        const QString downloads = home(QStringLiteral("Downloads"));
+        QVERIFY(QDir().mkpath(downloads));
+        const QStringList downloadNames{
+            QStringLiteral("Boarding pass.pdf"), QStringLiteral("IMG_2041.jpg"), QStringLiteral("setup-notes.txt"),
+            QStringLiteral("Invoice 0042.pdf"), QStringLiteral("Sunset.png"), QStringLiteral("archive-2026.zip"),
+            QStringLiteral("Slides"), QStringLiteral("IMG_2040.jpg"), QStringLiteral("recording.ogg"),
+            QStringLiteral("Lake.jpg")};
+        int seed = 0;
+        for (const QString &name : downloadNames) {
+            const QString path = downloads + QLatin1Char('/') + name;
+            if (name.endsWith(QLatin1String(".jpg")) || name.endsWith(QLatin1String(".png")))
+                QVERIFY(scene(seed++).save(path));
+            else if (name.endsWith(QLatin1String(".pdf")))
+                QVERIFY(writeFile(path, documentPdf()));
+            else if (!name.contains(QLatin1Char('.')))
+                QVERIFY(QDir().mkpath(path));
+            else
+                QVERIFY(writeFile(path, name.toUtf8()));
+            QTest::qWait(6);
+        }
+        m_trayFiles = {downloads + QStringLiteral("/Lake.jpg"), downloads + QStringLiteral("/Invoice 0042.pdf"),
+                       downloads + QStringLiteral("/Sunset.png"), downloads + QStringLiteral("/setup-notes.txt"),
+                       downloads + QStringLiteral("/IMG_2041.jpg"), downloads + QStringLiteral("/Slides"),
+                       downloads + QStringLiteral("/archive-2026.zip"), downloads + QStringLiteral("/Boarding pass.pdf")};
+
+        QProcess python;
+        python.start(QStringLiteral("/usr/bin/python3"),
+                     {QStringLiteral(TRAY_TEST_DATA "/make_recent.py"), m_home.path(),
+                      home(QStringLiteral(".local/share/recently-used.xbel")),
+                      QString::number(m_clock.now().toSecsSinceEpoch()), QStringLiteral("30")});
+        QVERIFY(python.waitForFinished(30000) && python.exitCode() == 0);
+
+        m_thumbnails = std::make_unique<ThumbnailCache>(ThumbnailCache::Options{
+            home(QStringLiteral(".cache/thumbnails")), ThumbnailerEntry::installed(ThumbnailerEntry::systemDataDirs()), 10});
+        m_store = std::make_unique<TrayStore>(*m_thumbnails);
+        m_feeds = std::make_unique<FileFeeds>(*m_thumbnails, m_clock,
+                                              FileFeeds::Locations{downloads, home(QStringLiteral(".local/share/recently-used.xbel")),
+                                                                   m_home.path()});
+        ThumbnailCache::setInstance(m_thumbnails.get());
+        TrayStore::setInstance(m_store.get());
+        FileFeeds::setInstance(m_feeds.get());
+
+        m_view = std::make_unique<QQuickView>();
+        QmlModule::prepare(*m_view->engine());
+        ThumbnailCache::registerImageProvider(*m_view->engine());
+        m_view->setColor(Qt::black);
+        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
+        m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/TrayPageView.qml")));
+        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(m_view->errors().value(0).toString()));
+        m_view->resize(530, 120);
+        m_view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+    }
+
+    void cleanupTestCase()
+    {
+        m_view.reset();
+        TrayStore::setInstance(nullptr);
+        FileFeeds::setInstance(nullptr);
+        ThumbnailCache::setInstance(nullptr);
+    }
+
+    void emptyTrayInvitesADrop()
+    {
+        settle();
+        QVERIFY(shows("dropZone"));
+        QVERIFY(!shows("clearButton"));
+        QVERIFY(!shows("grid"));
+        QVERIFY(grabScreen(*m_view, QStringLiteral("tray-empty")));
+        m_view->rootObject()->setProperty("dropTargeted", true);
+        QVERIFY(grabScreen(*m_view, QStringLiteral("tray-drop-targeted")));
+        m_view->rootObject()->setProperty("dropTargeted", false);
+    }
+
+    void trayWithFiles()
+    {
+        QList<QUrl> urls;
+        for (const QString &f : std::as_const(m_trayFiles))
+            urls.append(QUrl::fromLocalFile(f));
+        QVERIFY(m_store->add(urls));
+        settle();
+        QVERIFY(shows("grid"));
+        QVERIFY(shows("clearButton"));
+        QVERIFY(!shows("dropZone"));
+        QCOMPARE(find("grid")->property("count").toInt(), m_trayFiles.size());
+        QVERIFY(m_thumbnails->hasThumbnail(QUrl::fromLocalFile(m_trayFiles.first())));
+        QVERIFY(grabScreen(*m_view, QStringLiteral("tray-items")));
+    }
+
+    void appearingAgainForgetsDeletedFiles()
+    {
+        const QString doomed = home(QStringLiteral("Downloads/setup-notes.txt"));
+        QVERIFY(QFile::remove(doomed));
+        m_view->rootObject()->setProperty("active", false);
+        m_view->rootObject()->setProperty("active", true);
+        QCOMPARE(m_store->count(), m_trayFiles.size() - 1);
+        QVERIFY(writeFile(doomed, "back"));
+    }
+
+    void downloadsFeed()
+    {
+        m_store->setSource(TraySource::Downloads);
+        settle();
+        QVERIFY(shows("grid"));
+        QVERIFY(!shows("clearButton"));
+        QVERIFY(grabScreen(*m_view, QStringLiteral("tray-downloads")));
+    }
+
+    void recentFeed()
+    {
+        m_store->setSource(TraySource::Recent);
+        settle();
+        QVERIFY(shows("grid"));
+        QVERIFY(grabScreen(*m_view, QStringLiteral("tray-recent")));
+    }
+
+    void deniedDownloads()
+    {
+        // A second feed service whose Downloads is a file, not a folder.
+        QVERIFY(writeFile(home(QStringLiteral("NotAFolder")), "x"));
+        FileFeeds denied(*m_thumbnails, m_clock, {home(QStringLiteral("NotAFolder")), QString(), m_home.path()});
+        FileFeeds::setInstance(&denied);
+        m_store->setSource(TraySource::Downloads);
+        QQuickView view;
+        QmlModule::prepare(*view.engine());
+        ThumbnailCache::registerImageProvider(*view.engine());
+        view.setColor(Qt::black);
+        view.setResizeMode(QQuickView::SizeRootObjectToView);
+        view.setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/TrayPageView.qml")));
+        view.resize(530, 120);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        QTRY_COMPARE(denied.downloadsStatus(), FileFeeds::Status::Denied);
+        auto *message = view.rootObject()->findChild<QQuickItem *>(QStringLiteral("feedMessage"));
+        QVERIFY(message && message->isVisible());
+        QCOMPARE(message->property("title").toString(), QStringLiteral("Tarnwick can't see your Downloads"));
+        QCOMPARE(message->property("symbol").toString(), QStringLiteral("lock"));
+        QVERIFY(!view.rootObject()->findChild<QQuickItem *>(QStringLiteral("grid"))->isVisible());
+        QVERIFY(grabScreen(view, QStringLiteral("tray-denied")));
+        FileFeeds::setInstance(m_feeds.get());
+    }
+};
+
+int main(int argc, char *argv[])
+{
+    // Screenshots at 2x, as on the HiDPI laptops the notch lives on.
+    qputenv("QT_SCALE_FACTOR", "2");
+    QGuiApplication app(argc, argv);
+    QTEST_SET_MAIN_SOURCE_PATH
+    tst_TrayPageView test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_TrayPageView.moc"
