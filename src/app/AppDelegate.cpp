@@ -9,6 +9,12 @@
 #include "core/UserDefaults.h"
 #include "notch/NotchWindowController.h"
 #include "notch/QtScreenSource.h"
+#include "nowplaying/NowPlayingAdapter.h"
+#include "nowplaying/NowPlayingService.h"
+#include "tray/FileFeeds.h"
+#include "tray/NearbyShare.h"
+#include "tray/ThumbnailCache.h"
+#include "tray/TrayStore.h"
 #include "notch/ScreenLock.h"
 #include "peeks/PulseAudioOutput.h"
 #include "peeks/SystemVolume.h"
@@ -16,6 +22,7 @@
 #include "settings/SettingsWindowController.h"
 
 #include <QApplication>
+#include <QQmlEngine>
 #include <QMenu>
 #include <QSystemTrayIcon>
 
@@ -52,6 +59,11 @@ AppDelegate::~AppDelegate()
     m_trayIcon.reset();
     m_controller.reset();
     m_screenLock.reset();
+    m_nearby.reset();
+    m_feeds.reset();
+    m_tray.reset();
+    m_thumbnails.reset();
+    m_nowPlaying.reset();
     m_volumeControl.reset();
     m_volume.reset();
     m_volumeBackend.reset();
@@ -88,21 +100,43 @@ bool AppDelegate::launch()
     MotionPreference::setInstance(m_motion.get());
     m_motion->read();
 
-    // 3. The system volume, followed from the sound server's own events.
+    // 3. Now Playing runs only while its page is switched on.
+    m_nowPlaying = std::make_unique<NowPlayingService>(Clock::system(),
+                                                       NowPlayingAdapter::create(NowPlayingAdapter::findHelper()));
+    NowPlayingService::setInstance(m_nowPlaying.get());
+    followNowPlayingSwitch();
+    connect(m_settings.get(), &NookSettings::showsNowPlayingChanged, this, &AppDelegate::followNowPlayingSwitch);
+
+    // 4. The system volume, followed from the sound server's own events.
     m_volumeBackend = std::make_unique<PulseAudioOutput>(Clock::system());
     m_volume = std::make_unique<SystemVolume>(*m_volumeBackend);
     SystemVolume::setInstance(m_volume.get());
     m_volume->start();
     m_volumeControl = std::make_unique<SystemVolumeControl>(*m_volume);
 
-    // 4. The notch.
+    // 5. The tray, its feeds and their shared thumbnails.
+    m_thumbnails = std::make_unique<ThumbnailCache>(ThumbnailCache::systemOptions());
+    ThumbnailCache::setInstance(m_thumbnails.get());
+    m_tray = std::make_unique<TrayStore>(*m_thumbnails);
+    TrayStore::setInstance(m_tray.get());
+    m_feeds = std::make_unique<FileFeeds>(*m_thumbnails, Clock::system());
+    FileFeeds::setInstance(m_feeds.get());
+    m_nearby = std::make_unique<NearbyShare>(Clock::system(), NearbyShare::defaultLocalSendConfig());
+    NearbyShare::setInstance(m_nearby.get());
+
+    // 6. The notch, with every service, and the wings following the music.
     m_screens = std::make_unique<QtScreenSource>();
     m_controller = std::make_unique<NotchWindowController>(*m_settings, *m_defaults, *m_screens, Clock::system(),
                                                            [this] { openSettings(); });
     m_controller->setVolume(m_volumeControl.get());
+    m_controller->setVideoApplications(NowPlayingTrack::videoApps().values());
+    if (QQmlEngine *engine = m_controller->engine())
+        ThumbnailCache::registerImageProvider(*engine);
     m_controller->show();
+    connect(m_nowPlaying.get(), &NowPlayingService::trackChanged, this, &AppDelegate::followTrack);
+    followTrack();
 
-    // 5. The screen lock hides the notch while locked.
+    // 7. The screen lock hides the notch while locked.
     m_screenLock = std::make_unique<ScreenLock>();
     connect(m_screenLock.get(), &ScreenLock::isLockedChanged, this,
             [this] { m_controller->setScreenLocked(m_screenLock->isLocked()); });
@@ -110,6 +144,25 @@ bool AppDelegate::launch()
 
     buildTrayIcon();
     return true;
+}
+
+void AppDelegate::followNowPlayingSwitch()
+{
+    // A widget that is off does not run at all: no helper process.
+    if (m_settings->showsNowPlaying())
+        m_nowPlaying->start();
+    else
+        m_nowPlaying->stop();
+}
+
+void AppDelegate::followTrack()
+{
+    const auto &track = m_nowPlaying->track();
+    if (!track) {
+        m_controller->trackChanged(std::nullopt);
+        return;
+    }
+    m_controller->trackChanged(WingsTrack{track->title, track->appBundleIdentifier.value_or(QString()), track->isPlaying});
 }
 
 void AppDelegate::buildTrayIcon()
@@ -149,6 +202,8 @@ void AppDelegate::terminate()
     if (m_terminated || isRunningTests())
         return;
     m_terminated = true;
-    // Services that must put the desktop back (the Now Playing helper, music
-    // mode) stop here as they join.
+    // Nothing of ours may outlive the app: the Now Playing helper stops here
+    // (music mode's restore joins it).
+    if (m_nowPlaying)
+        m_nowPlaying->stop();
 }

@@ -5,6 +5,11 @@
 
 class LaunchAtLogin;
 class MotionPreference;
+class NowPlayingService;
+class ThumbnailCache;
+class TrayStore;
+class FileFeeds;
+class NearbyShare;
 class PulseAudioOutput;
 class ScreenLock;
 class SystemVolume;
@@ -43,11 +48,18 @@ public:
 private:
     void terminate();
     void buildTrayIcon();
+    void followNowPlayingSwitch();
+    void followTrack();
 
     std::unique_ptr<UserDefaults> m_defaults;
     std::unique_ptr<NookSettings> m_settings;
     std::unique_ptr<LaunchAtLogin> m_launchAtLogin;
     std::unique_ptr<MotionPreference> m_motion;
+    std::unique_ptr<NowPlayingService> m_nowPlaying;
+    std::unique_ptr<ThumbnailCache> m_thumbnails;
+    std::unique_ptr<TrayStore> m_tray;
+    std::unique_ptr<FileFeeds> m_feeds;
+    std::unique_ptr<NearbyShare> m_nearby;
     std::unique_ptr<PulseAudioOutput> m_volumeBackend;
     std::unique_ptr<SystemVolume> m_volume;
     std::unique_ptr<VolumeControl> m_volumeControl;

@@ -7,7 +7,13 @@
 #include "core/UserDefaults.h"
 #include "notch/NotchGeometry.h"
 #include "notch/NotchViewModel.h"
+#include "nowplaying/NowPlayingAdapter.h"
+#include "nowplaying/NowPlayingService.h"
 #include "peeks/SystemVolume.h"
+#include "tray/FileFeeds.h"
+#include "tray/NearbyShare.h"
+#include "tray/ThumbnailCache.h"
+#include "tray/TrayStore.h"
 #include "platform/MotionPreference.h"
 #include "settings/SettingsWindowController.h"
 
@@ -87,11 +93,23 @@ int SelfTest::run()
     volume.start();
     MotionPreference motion(nullptr);
     MotionPreference::setInstance(&motion);
+    // No helper: the Now Playing page shows its unavailable state.
+    NowPlayingService nowPlaying(Clock::system(), nullptr);
+    NowPlayingService::setInstance(&nowPlaying);
+    ThumbnailCache thumbnails(ThumbnailCache::systemOptions());
+    ThumbnailCache::setInstance(&thumbnails);
+    TrayStore tray(thumbnails);
+    TrayStore::setInstance(&tray);
+    FileFeeds feeds(thumbnails, Clock::system());
+    FileFeeds::setInstance(&feeds);
+    NearbyShare nearby(Clock::system(), NearbyShare::defaultLocalSendConfig());
+    NearbyShare::setInstance(&nearby);
     NotchViewModel model(NotchGeometry(QSizeF(190, 32), false, QRectF(0, -1080, 1920, 1080)), settings,
                          Clock::system());
 
     QQmlEngine engine;
     QmlModule::prepare(engine);
+    ThumbnailCache::registerImageProvider(engine);
     SettingsWindowController settingsWindow(engine);
     QObject::connect(&engine, &QQmlEngine::warnings, [](const QList<QQmlError> &warnings) {
         report(warnings);
@@ -140,6 +158,8 @@ int SelfTest::run()
         item->setParentItem(window.contentItem());
         item->setSize(size);
         window.show();
+        model.playbackChanged(true);
+        wait(150);
         model.expand();
         wait(250);
         model.show(NookPage::Tray);

@@ -43,10 +43,6 @@ NotchWindowController::NotchWindowController(NookSettings &settings, UserDefault
 
     m_panel = std::make_unique<NotchPanel>(*this);
     QmlModule::prepare(*m_panel->engine());
-    m_panel->setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(m_model.get())}});
-    m_panel->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/NotchRootView.qml")));
-    for (const auto &error : m_panel->errors())
-        qCWarning(lcNotch) << error.toString();
 
     connect(m_model.get(), &NotchViewModel::interactiveRectChanged, this, &NotchWindowController::updateInputShape);
 }
@@ -66,6 +62,12 @@ void NotchWindowController::show()
 {
     if (!m_panel)
         return;
+    // The views load here, after the owner has set up the engine (image
+    // providers, singletons).
+    m_panel->setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(m_model.get())}});
+    m_panel->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/NotchRootView.qml")));
+    for (const auto &error : m_panel->errors())
+        qCWarning(lcNotch) << error.toString();
     placePanel();
     m_panel->create();
     X11Window::setPanelHints(m_panel.get());

@@ -489,17 +489,6 @@ void NowPlayingService::confirmStep(quint64 generation, int clicks, size_t step)
 
 // ---- View accessors ----
 
-std::optional<bool> NowPlayingService::wingPlayback() const
-{
-    if (!m_track)
-        return std::nullopt;
-    if (QLocale().toLower(m_track->title).contains(QLocale().toLower(QStringLiteral("video"))))
-        return std::nullopt;
-    if (m_track->appBundleIdentifier && NowPlayingTrack::videoApps().contains(*m_track->appBundleIdentifier))
-        return std::nullopt;
-    return m_track->isPlaying;
-}
-
 QString NowPlayingService::title() const { return m_track ? m_track->title : QString(); }
 QString NowPlayingService::artist() const { return m_track ? m_track->artist.value_or(QString()) : QString(); }
 QString NowPlayingService::album() const { return m_track ? m_track->album.value_or(QString()) : QString(); }

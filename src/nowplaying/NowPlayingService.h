@@ -117,10 +117,6 @@ public:
     // Video sources and untitled entries get no cover from local files.
     static bool mayHaveFileArtwork(const NowPlayingTrack &track);
 
-    // What the playback wings beside the closed notch should show: nothing
-    // without a track or for video (a title naming video, or a browser or
-    // video player), else whether the track plays.
-    std::optional<bool> wingPlayback() const;
 
     // For the views.
     bool hasTrack() const { return m_track.has_value(); }

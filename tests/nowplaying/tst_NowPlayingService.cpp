@@ -353,34 +353,6 @@ private Q_SLOTS:
         QVERIFY(f.service.accentColor() == NowPlayingService::kDefaultAccent);
     }
 
-    void wingsStayHiddenForVideo_data()
-    {
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<QString>("app");
-        QTest::addColumn<bool>("playing");
-        QTest::addColumn<int>("wings"); // -1 none, 0 paused, 1 playing
-        QTest::newRow("music playing") << "Song" << "org.example.Player" << true << 1;
-        QTest::newRow("music paused") << "Song" << "org.example.Player" << false << 0;
-        QTest::newRow("title names a video") << "Cat VIDEO compilation" << "org.example.Player" << true << -1;
-        QTest::newRow("browser") << "Song" << "org.mozilla.firefox" << true << -1;
-        QTest::newRow("video player") << "Song" << "vlc" << true << -1;
-    }
-    void wingsStayHiddenForVideo()
-    {
-        QFETCH(QString, title);
-        QFETCH(QString, app);
-        QFETCH(bool, playing);
-        QFETCH(int, wings);
-        Fixture f;
-        QVERIFY(!f.service.wingPlayback());
-        f.service.start();
-        Track t = song(title, playing, 0, f.clock.now());
-        t.appBundleIdentifier = app;
-        f.adapter->emitTrack(t);
-        const auto shown = f.service.wingPlayback();
-        QCOMPARE(shown ? int(*shown) : -1, wings);
-    }
-
     void formatsTimes_data()
     {
         QTest::addColumn<double>("seconds");

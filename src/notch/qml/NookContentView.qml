@@ -10,6 +10,7 @@ Item {
     property Component trayPage
     property Component mirrorDrawer
     property Component calendarDrawer
+    property NookDropDelegate dropDelegate
 
     readonly property notchGeometry geometry: model.geometry
     readonly property rect base: geometry.baseRect
@@ -68,6 +69,23 @@ Item {
         width: nook.base.width
         height: nook.base.height - nook.bandHeight
         onOpenSettings: nook.model.openSettings()
+    }
+
+    // Over the pages: where dropped files go, and sending to a device.
+    DropChoiceView {
+        delegate: nook.dropDelegate
+        x: pageArea.x
+        y: pageArea.y
+        width: pageArea.width
+        height: pageArea.height
+        z: 10
+    }
+    NearbySendView {
+        x: pageArea.x
+        y: pageArea.y
+        width: pageArea.width
+        height: pageArea.height
+        z: 11
     }
 
     NookDrawer {

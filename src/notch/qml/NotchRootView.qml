@@ -8,12 +8,26 @@ Item {
     required property NotchViewModel model
 
     // Views of the other subsystems plug in here.
-    property Component mediaPage
-    property Component trayPage
+    property Component mediaPage: Component {
+        MediaWidgetView {
+            volumeBand: Component { VolumeBand {} }
+        }
+    }
+    property Component trayPage: Component {
+        TrayPageView {
+            // Each appearance prunes and refreshes what the page lists.
+            active: root.model.isExpanded && root.model.visiblePage === NookPage.Tray
+            dropTargeted: root.model.isDropTargeted && root.model.dropZone === DropZone.Tray
+        }
+    }
     property Component mirrorDrawer
     property Component calendarDrawer
-    property Component leftWing
-    property Component rightWing
+    property Component leftWing: Component {
+        Item { MiniTurntableView { anchors.centerIn: parent } }
+    }
+    property Component rightWing: Component {
+        Item { PlaybackLevelView { anchors.centerIn: parent } }
+    }
     property Component peekView
 
     readonly property rect shape: model.shapeRect
@@ -93,6 +107,7 @@ Item {
 
         NookContentView {
             id: content
+            dropDelegate: nookDrop.delegate
             x: -clipper.x
             y: -clipper.y
             width: root.width
@@ -106,6 +121,13 @@ Item {
             visible: opacity > 0
             enabled: root.open
         }
+    }
+
+    // Files dragged from other programs, anywhere over the panel.
+    NookDropArea {
+        id: nookDrop
+        anchors.fill: parent
+        model: root.model
     }
 
     // A tap on the closed notch opens it.

@@ -34,12 +34,13 @@ Item {
     }
 
     component WedgeShape: Shape {
+        id: shape
         property color colour
         width: wedge.width
         height: wedge.height
         ShapePath {
             strokeWidth: -1
-            fillColor: parent.colour
+            fillColor: shape.colour
             // A ramp from a point at the left to full height at the right,
             // with softly rounded ends.
             startX: 1; startY: wedge.height - 2
