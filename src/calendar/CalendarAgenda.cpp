@@ -213,7 +213,7 @@ QList<CalendarAgenda::CalendarChoice> CalendarAgenda::writableCalendars() const
     for (const EventStore::Calendar &c : m_store.writableCalendars())
         list.append(CalendarChoice{c.id, c.title, c.color});
     std::stable_sort(list.begin(), list.end(),
-                     [](const CalendarChoice &a, const CalendarChoice &b) { return QString::localeAwareCompare(a.title, b.title) < 0; });
+                     [](const CalendarChoice &a, const CalendarChoice &b) { return a.title.compare(b.title, Qt::CaseInsensitive) < 0; });
     return list;
 }
 

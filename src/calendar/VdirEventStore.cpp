@@ -486,13 +486,12 @@ QList<EventStore::Event> VdirEventStore::events(const QDateTime &from, const QDa
                     e.url = item.url;
                     out.append(e);
                 };
-                const QString baseId = collection->path + QLatin1Char('/') + item.uid;
                 if (!item.recurring) {
                     if (overlaps(item.startMs, item.endMs, fromMs, toMs))
-                        emitOccurrence(item.start, item.end,
-                                       item.excludedMs.isEmpty() && item.uid.isEmpty() ? baseId : baseId + QLatin1Char('/') + QString::number(item.startMs));
+                        emitOccurrence(item.start, item.end, collection->path + QLatin1Char('/') + item.uid + QLatin1Char('/') + QString::number(item.startMs));
                     continue;
                 }
+                const QString baseId = collection->path + QLatin1Char('/') + item.uid;
                 if (item.startMs >= toMs)
                     continue;
                 icalproperty *rruleProp = icalcomponent_get_first_property(item.component, ICAL_RRULE_PROPERTY);
@@ -537,7 +536,7 @@ QList<EventStore::Calendar> VdirEventStore::writableCalendars() const
             list.append(describe(*c));
     }
     std::stable_sort(list.begin(), list.end(), [](const Calendar &a, const Calendar &b) {
-        return QString::localeAwareCompare(a.title, b.title) < 0;
+        return a.title.compare(b.title, Qt::CaseInsensitive) < 0;
     });
     return list;
 }
