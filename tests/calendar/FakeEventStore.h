@@ -13,6 +13,7 @@ public:
     QList<Calendar> calendars = {{QStringLiteral("cal-b"), QStringLiteral("Work"), QColor(Qt::red), true},
                                  {QStringLiteral("cal-a"), QStringLiteral("Home"), QColor(Qt::blue), true}};
     QString failWith;
+    QString problemText;
     QList<QPair<NewEvent, QString>> saved;
     int queries = 0;
 
@@ -58,5 +59,6 @@ public:
         stored.append(e);
         return true;
     }
+    QString problem() const override { return problemText; }
     void announce() { Q_EMIT changed(); }
 };

@@ -23,15 +23,15 @@ Item {
         anchors.fill: parent
         anchors.leftMargin: 10
         anchors.rightMargin: 10
-        anchors.topMargin: 8
-        anchors.bottomMargin: 8
+        anchors.topMargin: 6
+        anchors.bottomMargin: 6
         visible: drawer.showsList
 
         Item {
             id: header
             anchors.left: parent.left
             anchors.right: parent.right
-            height: 18
+            height: 16
 
             Row {
                 anchors.left: parent.left
@@ -64,7 +64,7 @@ Item {
                 spacing: 2
 
                 NookIconButton {
-                    diameter: 20
+                    diameter: 18
                     symbol: "today"
                     text: "Go to today"
                     help: "Go to today"
@@ -72,7 +72,7 @@ Item {
                     onClicked: drawer.selectDay(CalendarAgenda.today)
                 }
                 NookIconButton {
-                    diameter: 20
+                    diameter: 18
                     symbol: "open_in_new"
                     text: "Open calendar"
                     help: "Open your calendar app"
@@ -84,7 +84,7 @@ Item {
         DateStrip {
             id: strip
             anchors.top: header.bottom
-            anchors.topMargin: 4
+            anchors.topMargin: 2
             anchors.left: parent.left
             anchors.right: parent.right
             drawer: drawer
@@ -93,9 +93,9 @@ Item {
         Item {
             id: middle
             anchors.top: strip.bottom
-            anchors.topMargin: 4
+            anchors.topMargin: 2
             anchors.bottom: field.top
-            anchors.bottomMargin: 5
+            anchors.bottomMargin: 4
             anchors.left: parent.left
             anchors.right: parent.right
             readonly property bool previewing: field.typing || drawer.error.length > 0
@@ -113,6 +113,19 @@ Item {
                     width: ListView.view.width
                     row: modelData
                     onJoinRequested: url => drawer.join(url)
+                }
+            }
+
+            // More below: the last row fades out rather than being cut.
+            Rectangle {
+                anchors.left: parent.left
+                anchors.right: parent.right
+                anchors.bottom: parent.bottom
+                height: 8
+                visible: list.visible && !list.atYEnd
+                gradient: Gradient {
+                    GradientStop { position: 0.0; color: "transparent" }
+                    GradientStop { position: 1.0; color: NookStyle.background }
                 }
             }
 

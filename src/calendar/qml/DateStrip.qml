@@ -17,7 +17,7 @@ Item {
     property var shownDay
     Component.onCompleted: shownDay = CalendarAgenda.selectedDay
 
-    height: 32
+    height: 30
     clip: true
 
     Connections {

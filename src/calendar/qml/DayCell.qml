@@ -28,7 +28,7 @@ Item {
     Text {
         id: weekday
         anchors.horizontalCenter: parent.horizontalCenter
-        y: 3
+        y: 2
         text: cell.day.weekday
         font.pixelSize: 8
         font.weight: Font.DemiBold
@@ -38,18 +38,17 @@ Item {
 
     Text {
         anchors.horizontalCenter: parent.horizontalCenter
-        y: 12
+        y: 11
         text: cell.day.number
         font.pixelSize: NookStyle.bodySize
         font.weight: cell.selected || cell.day.isToday ? Font.Bold : Font.Medium
-        font.features: { "tnum": 1 }
         color: cell.selected ? NookStyle.background
              : cell.day.isToday ? NookStyle.accent : NookStyle.primaryText
     }
 
     Rectangle {
         anchors.horizontalCenter: parent.horizontalCenter
-        y: parent.height - 6
+        y: parent.height - 5
         width: 4
         height: 4
         radius: 2

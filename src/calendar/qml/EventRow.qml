@@ -9,7 +9,7 @@ Item {
     required property var row
     signal joinRequested(url url)
 
-    height: 30
+    height: 26
     Accessible.role: Accessible.ListItem
     Accessible.name: row.title + ", " + row.detail
 
@@ -25,7 +25,7 @@ Item {
         x: 6
         anchors.verticalCenter: parent.verticalCenter
         width: 3
-        height: parent.height - 10
+        height: parent.height - 8
         radius: 1.5
         color: rowItem.row.color
     }
@@ -51,7 +51,6 @@ Item {
             text: rowItem.row.detail
             color: rowItem.row.isNow ? NookStyle.accent : NookStyle.secondaryText
             font.pixelSize: NookStyle.smallSize
-            font.features: { "tnum": 1 }
             elide: Text.ElideRight
         }
     }
@@ -64,8 +63,8 @@ Item {
         anchors.rightMargin: 4
         anchors.verticalCenter: parent.verticalCenter
         width: joinLabel.implicitWidth + joinIcon.implicitWidth + 18
-        height: 20
-        radius: 10
+        height: 18
+        radius: 9
         color: joinTap.pressed ? Qt.darker(NookStyle.accent, 1.25)
              : joinHover.hovered ? Qt.lighter(NookStyle.accent, 1.12) : NookStyle.accent
         border.width: joinFocus.activeFocus ? 1.5 : 0

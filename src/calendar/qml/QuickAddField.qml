@@ -12,7 +12,7 @@ Rectangle {
     required property NotchViewModel model
     readonly property bool typing: input.activeFocus
 
-    height: 28
+    height: 26
     radius: height / 2
     color: input.activeFocus ? Qt.rgba(1, 1, 1, 0.12) : hover.hovered ? NookStyle.surfaceHover : NookStyle.surface
     border.width: input.activeFocus ? 1 : 0
@@ -33,7 +33,7 @@ Rectangle {
         anchors.verticalCenter: parent.verticalCenter
         text: "add_circle"
         font.family: NookStyle.iconFont
-        font.pixelSize: 17
+        font.pixelSize: 16
         color: input.activeFocus ? NookStyle.accent : NookStyle.secondaryText
     }
 
