@@ -183,7 +183,8 @@ void CalendarAgenda::step(int days)
 {
     const QDate next = dayOf(m_selectedDay).addDays(days);
     // A day that cannot be stepped to is a programming error, not a user one.
-    Q_ASSERT(next.isValid());
+    if (!next.isValid())
+        qFatal("CalendarAgenda::step: no day %d days from %s", days, qPrintable(m_selectedDay.toString(Qt::ISODate)));
     setSelectedDay(startOfDay(next));
     refresh(m_clock.now());
 }
@@ -232,7 +233,6 @@ bool CalendarAgenda::addEvent(const QString &title, const QDateTime &start, cons
     // Show the day the event landed on.
     setSelectedDay(start);
     refresh(m_clock.now());
-    Q_EMIT eventAdded(m_selectedDay);
     return true;
 }
 

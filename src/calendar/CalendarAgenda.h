@@ -90,8 +90,6 @@ Q_SIGNALS:
     void eventsChanged();
     void busyDaysChanged();
     void stripOffsetChanged();
-    // After a successful add, so the view can animate to the new day.
-    void eventAdded(const QDateTime &day);
 
 private:
     QDateTime startOfDay(QDate date) const;

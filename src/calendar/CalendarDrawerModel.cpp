@@ -331,10 +331,27 @@ void CalendarDrawerModel::selectDay(const QDateTime &day)
         m_agenda->select(day);
 }
 
+void CalendarDrawerModel::recordDrag(double translation)
+{
+    const double now = m_agenda->clock().monotonicNow();
+    m_drag.append({now, translation});
+    m_drag.removeIf([now](const DragSample &s) { return s.time < now - 0.1; });
+}
+
+double CalendarDrawerModel::dragVelocity() const
+{
+    if (m_drag.size() < 2)
+        return 0;
+    const double dt = m_drag.last().time - m_drag.first().time;
+    return dt > 0 ? (m_drag.last().translation - m_drag.first().translation) / dt : 0;
+}
+
 void CalendarDrawerModel::dragStrip(double translation)
 {
-    if (m_agenda)
-        m_agenda->setStripOffset(translation);
+    if (!m_agenda)
+        return;
+    recordDrag(translation);
+    m_agenda->setStripOffset(translation);
 }
 
 double CalendarDrawerModel::projectedTranslation(double translation, double velocity)
@@ -345,10 +362,14 @@ double CalendarDrawerModel::projectedTranslation(double translation, double velo
     return translation + velocity / 1000.0 * rate / (1.0 - rate);
 }
 
-void CalendarDrawerModel::endStripDrag(double translation, double velocity)
+void CalendarDrawerModel::endStripDrag(double translation)
 {
-    if (m_agenda)
-        m_agenda->endStripDrag(projectedTranslation(translation, velocity));
+    if (!m_agenda)
+        return;
+    recordDrag(translation);
+    const double velocity = dragVelocity();
+    m_drag.clear();
+    m_agenda->endStripDrag(projectedTranslation(translation, velocity));
 }
 
 void CalendarDrawerModel::join(const QUrl &url)

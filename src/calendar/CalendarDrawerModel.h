@@ -83,10 +83,12 @@ public:
     // Return in the field: parse the line and save it. True when saved.
     Q_INVOKABLE bool submit();
     Q_INVOKABLE void selectDay(const QDateTime &day);
+    // The strip follows the finger; at the end the drag is projected as a
+    // flick would carry it (speed measured over the last tenth of a second,
+    // so a pause before letting go means no flick) before the day step is
+    // decided.
     Q_INVOKABLE void dragStrip(double translation);
-    // `velocity` in points per second; the drag is projected as a flick
-    // would carry it before the day step is decided.
-    Q_INVOKABLE void endStripDrag(double translation, double velocity);
+    Q_INVOKABLE void endStripDrag(double translation);
     Q_INVOKABLE void join(const QUrl &url);
     Q_INVOKABLE void performAccessAction();
     Q_INVOKABLE void openCalendarApp();
@@ -112,6 +114,8 @@ private:
     void updateReadBack();
     void setError(const QString &error);
     QuickEvent parsed() const;
+    void recordDrag(double translation);
+    double dragVelocity() const;
     QTimeZone zone() const;
 
     QPointer<CalendarAgenda> m_agenda;
@@ -123,4 +127,10 @@ private:
     QString m_readBack;
     QString m_error;
     QLocale m_locale;
+    struct DragSample
+    {
+        double time;
+        double translation;
+    };
+    QList<DragSample> m_drag;
 };

@@ -2,6 +2,7 @@
 
 #include "calendar/ZonedTime.h"
 #include "core/Clock.h"
+#include "core/UserDefaults.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -326,6 +327,20 @@ VdirEventStore::~VdirEventStore() = default;
 QString VdirEventStore::defaultRoot()
 {
     return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QStringLiteral("/Calendars");
+}
+
+QStringList VdirEventStore::configuredFolders(const UserDefaults &defaults)
+{
+    const QVariant value = defaults.value(QString::fromLatin1(kFoldersKey));
+    QStringList folders = value.typeId() == QMetaType::QStringList ? value.toStringList()
+                                                                    : value.toString().split(QDir::listSeparator(), Qt::SkipEmptyParts);
+    for (QString &f : folders) {
+        f = f.trimmed();
+        if (f.startsWith(QStringLiteral("~/")))
+            f = QDir::homePath() + f.mid(1);
+    }
+    folders.removeAll(QString());
+    return folders;
 }
 
 void VdirEventStore::scanCollections()

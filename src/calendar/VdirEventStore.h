@@ -10,6 +10,7 @@
 #include <vector>
 
 class Clock;
+class UserDefaults;
 struct VdirFile;
 
 // Calendars kept as vdir folders: one folder per calendar, one .ics file per
@@ -29,8 +30,10 @@ public:
 
     // ~/.local/share/Tarnwick/Calendars
     static QString defaultRoot();
-    // The settings key that lists extra vdir folders.
+    // The settings key that lists extra vdir folders (a list, or one string
+    // with the folders separated by the platform's path-list separator).
     static constexpr const char *kFoldersKey = "calendar.folders";
+    static QStringList configuredFolders(const UserDefaults &defaults);
 
     Authorization authorizationStatus() const override;
     void requestFullAccess(std::function<void(bool granted)> done) override;

@@ -43,6 +43,8 @@ private Q_SLOTS:
     void ticksEachMinuteOnlyWhileShown();
     void returnSavesOrShowsTheFailure();
     void stripShowsNineteenDaysAroundTheSelection();
+    void stripDragProjectsAFlick_data();
+    void stripDragProjectsAFlick();
 };
 
 void tst_CalendarDrawerModel::rowDetail_data()
@@ -108,7 +110,6 @@ void tst_CalendarDrawerModel::accessPanelFollowsStatus_data()
 
     QTest::newRow("ready") << int(EventStore::Authorization::FullAccess) << "" << "" << true << true;
     QTest::newRow("never asked") << int(EventStore::Authorization::NotDetermined) << "See your days at a glance" << "Continue" << false << false;
-    QTest::newRow("add only") << int(EventStore::Authorization::WriteOnly) << "Tarnwick can't read your events" << "" << false << true;
     QTest::newRow("denied") << int(EventStore::Authorization::Denied) << "Calendar access is off" << "" << false << false;
 }
 
@@ -228,6 +229,46 @@ void tst_CalendarDrawerModel::stripShowsNineteenDaysAroundTheSelection()
     }
     QCOMPARE(busy, (QStringList{QStringLiteral("18"), QStringLiteral("19")}));
     QCOMPARE(days.at(9).toMap().value(QStringLiteral("weekday")).toString(), QStringLiteral("M"));
+}
+
+void tst_CalendarDrawerModel::stripDragProjectsAFlick_data()
+{
+    QTest::addColumn<double>("step"); // points per 16 ms frame
+    QTest::addColumn<int>("frames");
+    QTest::addColumn<double>("pause"); // seconds held still before letting go
+    QTest::addColumn<int>("days");
+
+    // -82 points moving at 125 pt/s carry on about 62 points: 3.6 days.
+    QTest::newRow("slow drag carries on") << -2.0 << 41 << 0.0 << 3;
+    QTest::newRow("same drag, held before release") << -2.0 << 41 << 0.2 << 2;
+    // -40 points at 400 pt/s (over the last tenth of a second) carry on ~200.
+    QTest::newRow("quick flick goes further") << -8.0 << 5 << 0.0 << 5;
+    QTest::newRow("flick back in time") << 8.0 << 5 << 0.0 << -5;
+    QTest::newRow("short nudge") << 3.0 << 3 << 0.3 << 0;
+}
+
+void tst_CalendarDrawerModel::stripDragProjectsAFlick()
+{
+    QFETCH(double, step);
+    QFETCH(int, frames);
+    QFETCH(double, pause);
+    QFETCH(int, days);
+    FakeEventStore store;
+    ManualClock clock(at(16, 9));
+    CalendarAgenda agenda(store, clock, berlin());
+    CalendarDrawerModel drawer;
+    drawer.setAgenda(&agenda);
+    double t = 0;
+    for (int i = 0; i < frames; ++i) {
+        t += step;
+        drawer.dragStrip(t);
+        clock.advance(0.016);
+    }
+    QCOMPARE(agenda.stripOffset(), t);
+    clock.advance(pause);
+    drawer.endStripDrag(t);
+    QCOMPARE(agenda.selectedDay(), at(16 + days, 0));
+    QCOMPARE(agenda.stripOffset(), 0.0);
 }
 
 QTEST_GUILESS_MAIN(tst_CalendarDrawerModel)

@@ -64,6 +64,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void showsTheDayWithJoinButtons();
+    void stripTapsAndDrags();
     void showsAnEmptyDay();
     void typingTakesTheKeyboardAndReturnSaves();
     void failedSaveKeepsTheLine();
@@ -191,6 +192,29 @@ void tst_CalendarDrawerView::showsTheDayWithJoinButtons()
     snap(QStringLiteral("calendar-drawer-events"));
 }
 
+void tst_CalendarDrawerView::stripTapsAndDrags()
+{
+    show();
+    auto *strip = m_view->rootObject()->findChild<QQuickItem *>(QStringLiteral("dateStrip"));
+    QVERIFY(strip);
+    const QPointF centre = strip->mapToScene(QPointF(strip->width() / 2, strip->height() / 2));
+    // Two cells (26 points and 4 of spacing each) to the right of the selected day.
+    QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, (centre + QPointF(60, 0)).toPoint());
+    QTRY_COMPARE(m_agenda->selectedDay(), at(18, 0));
+
+    // A slow drag to the left by a little over two days' worth steps forward.
+    QPoint p = centre.toPoint();
+    QTest::mousePress(m_view.get(), Qt::LeftButton, {}, p);
+    for (int i = 0; i < 20; ++i) {
+        p.rx() -= 5;
+        QTest::mouseMove(m_view.get(), p, 30);
+    }
+    QTest::qWait(300);
+    QTest::mouseRelease(m_view.get(), Qt::LeftButton, {}, p);
+    QTRY_COMPARE(m_agenda->selectedDay(), at(20, 0));
+    QCOMPARE(m_agenda->stripOffset(), 0.0);
+}
+
 void tst_CalendarDrawerView::showsAnEmptyDay()
 {
     m_store->stored.erase(std::remove_if(m_store->stored.begin(), m_store->stored.end(),
@@ -257,7 +281,6 @@ void tst_CalendarDrawerView::accessPanels_data()
     QTest::addColumn<QString>("name");
     QTest::newRow("denied") << int(EventStore::Authorization::Denied) << "calendar-drawer-denied";
     QTest::newRow("never asked") << int(EventStore::Authorization::NotDetermined) << "calendar-drawer-needs-permission";
-    QTest::newRow("add only") << int(EventStore::Authorization::WriteOnly) << "calendar-drawer-write-only";
 }
 
 void tst_CalendarDrawerView::accessPanels()

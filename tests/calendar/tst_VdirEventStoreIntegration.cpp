@@ -2,6 +2,7 @@
 #include "calendar/QuickEvent.h"
 #include "calendar/VdirEventStore.h"
 #include "core/ManualClock.h"
+#include "core/UserDefaults.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -159,8 +160,10 @@ void tst_VdirEventStoreIntegration::listsWritableCalendarsAndReadsExtraFolders()
     const QString synced = m_dir->filePath(QStringLiteral("synced"));
     copyTree(QStringLiteral(TARNWICK_CALENDAR_DATA "/personal"), synced + QStringLiteral("/family"));
     QFile::remove(synced + QStringLiteral("/family/displayname"));
+    UserDefaults defaults(m_dir->filePath(QStringLiteral("t.conf")));
+    defaults.setValue(QString::fromLatin1(VdirEventStore::kFoldersKey), QStringList{synced});
     ManualClock clock(at(11, 16, 7));
-    VdirEventStore store(clock, m_root, {synced}, berlin());
+    VdirEventStore store(clock, m_root, VdirEventStore::configuredFolders(defaults), berlin());
     QStringList titles;
     for (const auto &c : store.writableCalendars())
         titles.append(c.title);

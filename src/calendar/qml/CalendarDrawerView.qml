@@ -68,8 +68,8 @@ Item {
                     symbol: "today"
                     text: "Go to today"
                     help: "Go to today"
-                    visible: !CalendarAgenda.isTodaySelected
-                    onClicked: drawer.selectDay(CalendarAgenda.today)
+                    visible: drawer.agenda && !drawer.agenda.isTodaySelected
+                    onClicked: drawer.selectDay(drawer.agenda.today)
                 }
                 NookIconButton {
                     diameter: 18
@@ -83,6 +83,7 @@ Item {
 
         DateStrip {
             id: strip
+            objectName: "dateStrip"
             anchors.top: header.bottom
             anchors.topMargin: 2
             anchors.left: parent.left

@@ -8,6 +8,7 @@ Item {
 
     required property CalendarDrawerModel drawer
 
+    // DayCell's own width.
     readonly property real cellWidth: 26
     readonly property real cellSpacing: 4
     readonly property real pitch: cellWidth + cellSpacing
@@ -15,16 +16,35 @@ Item {
     // days stepped (`accum` moves at once) and the spring catches up.
     property real accum: 0
     property var shownDay
-    Component.onCompleted: shownDay = CalendarAgenda.selectedDay
+    Component.onCompleted: shownDay = strip.drawer.agenda ? strip.drawer.agenda.selectedDay : undefined
 
     height: 30
     clip: true
+    activeFocusOnTab: true
+    Accessible.role: Accessible.List
+    Accessible.name: "Days"
+    Keys.onLeftPressed: strip.drawer.agenda.step(-1)
+    Keys.onRightPressed: strip.drawer.agenda.step(1)
+
+    // Keyboard focus: a ring around the selected day.
+    Rectangle {
+        z: 2
+        anchors.centerIn: parent
+        width: strip.cellWidth + 4
+        height: parent.height
+        radius: 10
+        color: "transparent"
+        border.width: 1.5
+        border.color: NookStyle.focusRing
+        visible: strip.activeFocus
+    }
 
     Connections {
-        target: CalendarAgenda
+        target: strip.drawer.agenda
         function onSelectedDayChanged() {
-            const days = Math.round((CalendarAgenda.selectedDay - strip.shownDay) / 86400000)
-            strip.shownDay = CalendarAgenda.selectedDay
+            const day = strip.drawer.agenda.selectedDay
+            const days = Math.round((day - strip.shownDay) / 86400000)
+            strip.shownDay = day
             strip.accum += days * strip.pitch
         }
     }
@@ -39,17 +59,15 @@ Item {
         id: row
         spacing: strip.cellSpacing
         y: 0
-        x: strip.width / 2 - (Math.floor(strip.drawer.days.length / 2) * strip.pitch + strip.cellWidth / 2) + CalendarAgenda.stripOffset + (strip.accum - slideSpring.value)
+        x: strip.width / 2 - (Math.floor(strip.drawer.days.length / 2) * strip.pitch + strip.cellWidth / 2) + (strip.drawer.agenda ? strip.drawer.agenda.stripOffset : 0) + (strip.accum - slideSpring.value)
 
         Repeater {
             model: strip.drawer.days
             delegate: DayCell {
                 required property var modelData
-                width: strip.cellWidth
-                height: strip.height
                 day: modelData
-                onTapped: strip.drawer.selectDay(modelData.day)
             }
+            onItemAdded: (index, item) => item.tapped.connect(() => strip.drawer.selectDay(item.day.day))
         }
     }
 
@@ -59,17 +77,14 @@ Item {
         xAxis.enabled: true
         yAxis.enabled: false
         property real lastTranslation: 0
-        property real lastVelocity: 0
         onTranslationChanged: {
             lastTranslation = translation.x
-            lastVelocity = centroid.velocity.x
             strip.drawer.dragStrip(translation.x)
         }
         onActiveChanged: {
             if (!active) {
-                strip.drawer.endStripDrag(lastTranslation, lastVelocity)
+                strip.drawer.endStripDrag(lastTranslation)
                 lastTranslation = 0
-                lastVelocity = 0
             }
         }
     }

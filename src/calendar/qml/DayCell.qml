@@ -10,11 +10,15 @@ Item {
     signal tapped()
 
     readonly property bool selected: day.isSelected
+
+    width: 26
+    height: 30
     readonly property bool hovered: hover.hovered
 
     Accessible.role: Accessible.Button
     Accessible.name: day.name + (day.isBusy ? ", has events" : "")
     Accessible.onPressAction: cell.tapped()
+    Accessible.selected: cell.selected
 
     Rectangle {
         anchors.fill: parent
