@@ -242,15 +242,21 @@ void CalendarAgenda::armDayChange()
     const QDateTime next = startOfDay(dayOf(now).addDays(1));
     // A second past midnight, so the new day has surely begun.
     m_dayChange.start(double(now.msecsTo(next)) / 1000.0 + 1.0, [this] {
-        const QDate newToday = dayOf(m_clock.now());
-        if (newToday != m_today) {
-            m_today = newToday;
-            Q_EMIT todayChanged();
-            setSelectedDay(startOfDay(newToday));
-            refresh(m_clock.now());
-        }
+        checkDayChange();
         armDayChange();
     });
+}
+
+void CalendarAgenda::checkDayChange()
+{
+    const QDate newToday = dayOf(m_clock.now());
+    if (newToday == m_today)
+        return;
+    m_today = newToday;
+    Q_EMIT todayChanged();
+    setSelectedDay(startOfDay(newToday));
+    refresh(m_clock.now());
+    armDayChange();
 }
 
 void CalendarAgenda::openCalendarApp()

@@ -82,6 +82,10 @@ public:
     bool addEvent(const QString &title, const QDateTime &start, const QDateTime &end, bool isAllDay,
                   const QString &calendarId = {}, QString *error = nullptr);
     Q_INVOKABLE void openCalendarApp();
+    // Moves to the new today when the date has changed. The midnight wake-up
+    // calls it; so does the drawer's minute tick, because a machine that
+    // slept through midnight wakes its timers late.
+    void checkDayChange();
 
 Q_SIGNALS:
     void statusChanged();

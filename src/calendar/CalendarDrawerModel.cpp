@@ -100,6 +100,7 @@ void CalendarDrawerModel::tick()
     if (!m_agenda)
         return;
     updateNow();
+    m_agenda->checkDayChange();
     // Ended events leave today's list as the minutes pass.
     m_agenda->refresh(m_now);
     Q_EMIT contentChanged();
@@ -281,6 +282,8 @@ void CalendarDrawerModel::setText(const QString &text)
         return;
     m_text = text;
     Q_EMIT textChanged();
+    // Editing the line after a failure is a new attempt.
+    setError({});
     updateReadBack();
 }
 

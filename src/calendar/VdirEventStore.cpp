@@ -524,7 +524,8 @@ QList<EventStore::Event> VdirEventStore::events(const QDateTime &from, const QDa
                     if (startMs >= toMs)
                         break;
                     const QDate day(t.year, t.month, t.day);
-                    if (item.isAllDay ? item.excludedDates.contains(day) : item.excludedMs.contains(startMs))
+                    // EXDATE may name a whole day even for a timed rule.
+                    if (item.excludedDates.contains(day) || item.excludedMs.contains(startMs))
                         continue;
                     const QDateTime end = item.isAllDay ? ZonedTime::startOfDay(day.addDays(item.durationDays), m_zone)
                                                         : start.addSecs(item.durationSecs);

@@ -271,6 +271,14 @@ void tst_CalendarAgenda::midnightMovesToTheNewToday()
     QCOMPARE(clock.pendingCount(), 1);
     clock.advance(24 * 3600);
     QCOMPARE(today.count(), 2);
+
+    // A machine that slept through midnight wakes its timers late; the next
+    // look at the clock catches up.
+    clock.setNow(at(11, 20, 7));
+    agenda.checkDayChange();
+    QCOMPARE(today.count(), 3);
+    QCOMPARE(agenda.selectedDay(), at(11, 20, 0));
+    QCOMPARE(clock.pendingCount(), 1);
 }
 
 void tst_CalendarAgenda::withoutAccessListsStayUntouched()
