@@ -10,6 +10,7 @@
 #include <QSaveFile>
 #include <QSet>
 #include <QStandardPaths>
+#include <QThread>
 #include <QUuid>
 
 extern "C" {
@@ -319,10 +320,58 @@ VdirEventStore::VdirEventStore(Clock &clock, QString root, QStringList folders, 
     icalerror_set_errors_are_fatal(0);
     connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &VdirEventStore::pathChanged);
     connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &VdirEventStore::pathChanged);
+    // The first read: list everything now, parse now only when it is small.
     scanCollections();
+    m_started = true;
+    QStringList deferred;
+    for (const auto &c : m_collections)
+        rescan(*c, &deferred);
+    if (deferred.size() > kBackgroundThreshold) {
+        loadInBackground(deferred);
+    } else {
+        for (const auto &c : m_collections)
+            rescan(*c);
+    }
 }
 
-VdirEventStore::~VdirEventStore() = default;
+VdirEventStore::~VdirEventStore()
+{
+    if (m_loader) {
+        m_loader->wait();
+        delete m_loader;
+    }
+}
+
+void VdirEventStore::loadInBackground(const QStringList &paths)
+{
+    // Parsing only reads the files and builds new components; the results
+    // come back to this thread, where everything else happens.
+    auto results = std::make_shared<std::vector<std::pair<QString, std::shared_ptr<VdirFile>>>>();
+    const QTimeZone zone = m_zone;
+    m_loader = QThread::create([paths, zone, results] {
+        results->reserve(size_t(paths.size()));
+        for (const QString &path : paths)
+            results->emplace_back(path, parseFile(path, QFileInfo(path), zone));
+    });
+    connect(m_loader, &QThread::finished, this, [this, results] {
+        for (auto &[path, file] : *results) {
+            if (Collection *c = collectionFor(path)) {
+                // A file that changed meanwhile was read again already.
+                if (!c->files.contains(path))
+                    c->files.insert(path, file);
+            }
+        }
+        QStringList toWatch;
+        for (const auto &entry : *results)
+            toWatch.append(entry.first);
+        if (m_watcher.files().size() + toWatch.size() <= kMaxWatchedFiles)
+            m_watcher.addPaths(toWatch);
+        m_loader->deleteLater();
+        m_loader = nullptr;
+        announceChange();
+    });
+    m_loader->start();
+}
 
 QString VdirEventStore::defaultRoot()
 {
@@ -361,7 +410,10 @@ void VdirEventStore::scanCollections()
             collection = std::make_unique<Collection>();
             collection->path = clean;
         }
-        rescan(*collection);
+        // Newly found calendars are read by the caller (at start, possibly
+        // in the background); known ones are brought up to date here.
+        if (!collection->files.isEmpty() || m_started)
+            rescan(*collection);
         m_collections.push_back(std::move(collection));
     };
 
@@ -391,7 +443,7 @@ void VdirEventStore::scanCollections()
     m_problem = anyOpen ? QString() : QStringLiteral("Tarnwick couldn't open the calendar folder %1.").arg(QDir::toNativeSeparators(problems.value(0, m_root)));
 }
 
-void VdirEventStore::rescan(Collection &collection)
+void VdirEventStore::rescan(Collection &collection, QStringList *deferred)
 {
     const QDir dir(collection.path);
     collection.title = readSmallFile(dir.filePath(QStringLiteral("displayname")));
@@ -410,12 +462,16 @@ void VdirEventStore::rescan(Collection &collection)
         auto known = collection.files.value(path);
         if (known && known->modified == info.lastModified() && known->size == info.size())
             files.insert(path, known);
+        else if (deferred)
+            deferred->append(path);
         else
             files.insert(path, parseFile(path, info, m_zone));
         if (!watched.contains(path))
             toWatch.append(path);
     }
     collection.files = std::move(files);
+    if (deferred)
+        return;
     if (!toWatch.isEmpty() && watched.size() + toWatch.size() <= kMaxWatchedFiles)
         m_watcher.addPaths(toWatch);
 }

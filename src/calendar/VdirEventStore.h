@@ -10,6 +10,7 @@
 #include <vector>
 
 class Clock;
+class QThread;
 class UserDefaults;
 struct VdirFile;
 
@@ -45,11 +46,18 @@ public:
     QString problem() const override { return m_problem; }
 
     int calendarCount() const { return int(m_collections.size()); }
+    // True while a large store is still being read for the first time (in
+    // the background; changed() follows when it is done).
+    bool isLoading() const { return m_loader != nullptr; }
+    // Up to this many files are read at once when the store opens; more are
+    // read on a worker thread so that start-up does not wait for them.
+    static constexpr int kBackgroundThreshold = 256;
 
 private:
     struct Collection;
     void scanCollections();
-    void rescan(Collection &collection);
+    void rescan(Collection &collection, QStringList *deferred = nullptr);
+    void loadInBackground(const QStringList &paths);
     void pathChanged(const QString &path);
     void announceChange();
     Collection *collectionFor(const QString &path);
@@ -63,4 +71,6 @@ private:
     std::vector<std::unique_ptr<Collection>> m_collections;
     QFileSystemWatcher m_watcher;
     bool m_changePending = false;
+    QThread *m_loader = nullptr;
+    bool m_started = false;
 };

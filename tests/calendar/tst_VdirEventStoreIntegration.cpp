@@ -310,9 +310,18 @@ void tst_VdirEventStoreIntegration::refreshOverFiveThousandEvents()
     QElapsedTimer load;
     load.start();
     VdirEventStore store(clock, m_dir->filePath(QStringLiteral("big/Calendars")), {}, berlin());
-    const qint64 loadMs = load.elapsed();
+    const qint64 openMs = load.elapsed();
+    // A store this big is read in the background: opening does not wait.
+    QVERIFY(store.isLoading());
     CalendarAgenda agenda(store, clock, berlin());
+    QVERIFY(agenda.events().isEmpty());
+    QSignalSpy changed(&store, &EventStore::changed);
+    QVERIFY(changed.wait(30000));
+    const qint64 loadMs = load.elapsed();
+    QVERIFY(!store.isLoading());
     QVERIFY(!agenda.events().isEmpty());
+    const auto all = store.events(at(1, 1, 0), QDateTime(QDate(2030, 1, 1), QTime(0, 0), berlin()));
+    QCOMPARE(all.size(), 5000);
     std::vector<qint64> samples;
     for (int i = 0; i < 20; ++i) {
         QElapsedTimer t;
@@ -321,7 +330,8 @@ void tst_VdirEventStoreIntegration::refreshOverFiveThousandEvents()
         samples.push_back(t.nsecsElapsed());
     }
     std::sort(samples.begin(), samples.end());
-    qInfo("5000 events: first read %lld ms, agenda refresh median %.2f ms", loadMs, samples[samples.size() / 2] / 1e6);
+    qInfo("5000 events: opened in %lld ms, read in the background by %lld ms, agenda refresh median %.2f ms", openMs, loadMs,
+          samples[samples.size() / 2] / 1e6);
 }
 
 QTEST_GUILESS_MAIN(tst_VdirEventStoreIntegration)
