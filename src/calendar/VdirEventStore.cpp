@@ -375,7 +375,10 @@ void VdirEventStore::loadInBackground(const QStringList &paths)
 
 QString VdirEventStore::defaultRoot()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QStringLiteral("/Calendars");
+    // Spelled out rather than AppDataLocation, which also appends the
+    // organisation name (~/.local/share/Tarnwick/Tarnwick): khal and
+    // vdirsyncer users are told the folder is ~/.local/share/Tarnwick/Calendars.
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Tarnwick/Calendars");
 }
 
 QStringList VdirEventStore::configuredFolders(const UserDefaults &defaults)

@@ -9,7 +9,7 @@
 #include "notch/NotchViewModel.h"
 
 #include <QDir>
-#include <QGuiApplication>
+#include <QApplication>
 #include <QProcess>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -174,7 +174,8 @@ int main(int argc, char *argv[])
     qputenv("QT_QPA_PLATFORM", "xcb");
     int result = 1;
     {
-        QGuiApplication app(argc, argv);
+        // QApplication: QtTest built against Qt Widgets expects one for mouse events.
+        QApplication app(argc, argv);
         tst_CalendarDrawerE2E test;
         result = QTest::qExec(&test, argc, argv);
     }

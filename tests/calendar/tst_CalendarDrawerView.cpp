@@ -10,7 +10,7 @@
 #include "notch/NotchViewModel.h"
 
 #include <QDir>
-#include <QGuiApplication>
+#include <QApplication>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
@@ -306,7 +306,8 @@ int main(int argc, char *argv[])
 {
     // Screenshots at twice the point size, as on a HiDPI screen.
     qputenv("QT_SCALE_FACTOR", "2");
-    QGuiApplication app(argc, argv);
+    // QApplication: QtTest built against Qt Widgets expects one for mouse events.
+    QApplication app(argc, argv);
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
     tst_CalendarDrawerView test;
     return QTest::qExec(&test, argc, argv);

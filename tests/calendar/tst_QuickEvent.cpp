@@ -2,6 +2,7 @@
 #include "calendar/QuickEvent.h"
 
 #include <QElapsedTimer>
+#include <QRandomGenerator>
 #include <QTest>
 
 #include <algorithm>
@@ -69,6 +70,7 @@ private Q_SLOTS:
     void fallsBackWithoutDetector();
     void detectorReportsUtf16Range_data();
     void detectorReportsUtf16Range();
+    void anyTextGivesAUsableEvent();
     void parseIsFastEnoughForEveryKeystroke();
 };
 
@@ -391,6 +393,45 @@ void tst_QuickEvent::detectorReportsUtf16Range()
     QVERIFY(match.has_value());
     QCOMPARE(text.mid(match->start, match->length), phrase);
     QCOMPARE(match->duration, duration);
+}
+
+void tst_QuickEvent::anyTextGivesAUsableEvent()
+{
+    // Mangled lines (cut, spliced, with stray digits, dashes, colons,
+    // surrogate halves) must still give a valid event and never a range
+    // outside the text. A fixed seed keeps failures reproducible.
+    const QStringList seeds = {QStringLiteral("Lunch with Sam tomorrow at 1pm"), QStringLiteral("Meeting 3-5pm next friday"),
+                               QStringLiteral("Call 5/12 3pm"), QStringLiteral("Dinner 24.12.2026 19:30"),
+                               QStringLiteral("Party tonight 9pm-1am for 2 hours"), QStringLiteral("Geburtstag 🎂 in 3 days")};
+    const QString noise = QStringLiteral("0123456789:-–/.apm @ \u00e9\U0001F382");
+    QRandomGenerator random(20261116);
+    const QDateTime now = reference(QStringLiteral("Sun23:30"));
+    const QDateTime day(now.date(), QTime(0, 0), berlin());
+    for (int i = 0; i < 20000; ++i) {
+        QString text = seeds.at(random.bounded(seeds.size()));
+        for (int edits = random.bounded(1, 6); edits > 0; --edits) {
+            const int at = random.bounded(text.size() + 1);
+            switch (random.bounded(3)) {
+            case 0:
+                text.insert(at, noise.at(random.bounded(noise.size())));
+                break;
+            case 1:
+                text.remove(at, random.bounded(1, 4));
+                break;
+            default:
+                text.insert(at, seeds.at(random.bounded(seeds.size())).mid(random.bounded(10), random.bounded(1, 12)));
+                break;
+            }
+        }
+        if (const auto match = DateDetector::firstMatch(text, now, berlin())) {
+            QVERIFY2(match->start >= 0 && match->length > 0 && match->start + match->length <= text.size(), qPrintable(text));
+            QVERIFY2(match->date.isValid() && match->duration >= 0, qPrintable(text));
+        }
+        const QuickEvent e = QuickEvent::parse(text, day, now, berlin());
+        QVERIFY2(e.start.isValid() && e.end.isValid(), qPrintable(text));
+        QVERIFY2(e.isAllDay ? e.end == e.start : e.end > e.start, qPrintable(text));
+        QVERIFY2(!e.title.isEmpty() || text.trimmed().isEmpty(), qPrintable(text));
+    }
 }
 
 void tst_QuickEvent::parseIsFastEnoughForEveryKeystroke()

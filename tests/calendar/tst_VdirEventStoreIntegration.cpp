@@ -88,6 +88,8 @@ void tst_VdirEventStoreIntegration::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QVERIFY2(QFileInfo::exists(QStringLiteral(TARNWICK_CALENDAR_DATA "/work/weekly-standup.ics")), "calendar fixtures missing");
+    // Our own calendars live in ~/.local/share/Tarnwick/Calendars (here the test home).
+    QVERIFY(VdirEventStore::defaultRoot().endsWith(QStringLiteral("/.qttest/share/Tarnwick/Calendars")));
     QVERIFY2(QFileInfo::exists(QStringLiteral("/bin/sh")) && QFileInfo::exists(QStringLiteral("/usr/bin/sed")),
              "needs /bin/sh and sed (Debian packages dash and sed)");
 }
