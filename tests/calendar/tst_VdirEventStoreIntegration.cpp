@@ -1,0 +1,340 @@
+#include "calendar/CalendarAgenda.h"
+#include "calendar/QuickEvent.h"
+#include "calendar/VdirEventStore.h"
+#include "core/ManualClock.h"
+#include "core/UserDefaults.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+
+namespace {
+
+const QTimeZone &berlin()
+{
+    static const QTimeZone zone("Europe/Berlin");
+    return zone;
+}
+
+QDateTime at(int month, int day, int hour, int minute = 0)
+{
+    return QDateTime(QDate(2026, month, day), QTime(hour, minute), berlin());
+}
+
+void copyTree(const QString &from, const QString &to)
+{
+    QDir().mkpath(to);
+    const QDir source(from);
+    for (const QFileInfo &info : source.entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
+        const QString target = QDir(to).filePath(info.fileName());
+        if (info.isDir())
+            copyTree(info.absoluteFilePath(), target);
+        else
+            QFile::copy(info.absoluteFilePath(), target);
+    }
+}
+
+QStringList describe(const QList<AgendaEvent> &events)
+{
+    QStringList out;
+    for (const AgendaEvent &e : events) {
+        QString line = e.isAllDay ? QStringLiteral("all day") : e.start.toTimeZone(berlin()).toString(QStringLiteral("HH:mm")) + QLatin1Char('-') + e.end.toTimeZone(berlin()).toString(QStringLiteral("HH:mm"));
+        line += QLatin1Char(' ') + e.title;
+        if (e.hasJoinURL())
+            line += QStringLiteral(" -> ") + e.joinURL.host();
+        out.append(line);
+    }
+    return out;
+}
+
+int icsCount(const QString &dir)
+{
+    return int(QDir(dir).entryList({QStringLiteral("*.ics")}, QDir::Files).size());
+}
+
+} // namespace
+
+class tst_VdirEventStoreIntegration : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void readsRealWorldFiles_data();
+    void readsRealWorldFiles();
+    void marksBusyDaysFromFiles();
+    void listsWritableCalendarsAndReadsExtraFolders();
+    void createsADefaultCalendarOnFirstUse();
+    void savedQuickAddsReadBack_data();
+    void savedQuickAddsReadBack();
+    void seesChangesMadeByOtherPrograms();
+    void readOnlyFolderFailsAndLosesNothing();
+    void refreshOverFiveThousandEvents();
+
+private:
+    std::unique_ptr<QTemporaryDir> m_dir;
+    QString m_root;
+};
+
+void tst_VdirEventStoreIntegration::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QVERIFY2(QFileInfo::exists(QStringLiteral(TARNWICK_CALENDAR_DATA "/work/weekly-standup.ics")), "calendar fixtures missing");
+    // Our own calendars live in ~/.local/share/Tarnwick/Calendars (here the test home).
+    QVERIFY(VdirEventStore::defaultRoot().endsWith(QStringLiteral("/.qttest/share/Tarnwick/Calendars")));
+    QVERIFY2(QFileInfo::exists(QStringLiteral("/bin/sh")) && QFileInfo::exists(QStringLiteral("/usr/bin/sed")),
+             "needs /bin/sh and sed (Debian packages dash and sed)");
+}
+
+void tst_VdirEventStoreIntegration::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_dir->isValid());
+    m_root = m_dir->filePath(QStringLiteral("Calendars"));
+    copyTree(QStringLiteral(TARNWICK_CALENDAR_DATA), m_root);
+}
+
+void tst_VdirEventStoreIntegration::readsRealWorldFiles_data()
+{
+    QTest::addColumn<QDate>("day");
+    QTest::addColumn<QStringList>("listed");
+
+    QTest::newRow("weekly rule") << QDate(2026, 11, 16) << QStringList{QStringLiteral("09:30-09:45 Team standup")};
+    // Tokyo at 18:00 is 10:00 in Berlin; the cancelled offsite is gone; the
+    // Zoom link comes from the description.
+    QTest::newRow("foreign zone, cancelled, zoom in notes")
+        << QDate(2026, 11, 17)
+        << QStringList{QStringLiteral("10:00-11:00 Sync with Tokyo office"), QStringLiteral("16:00-16:45 Design review -> acme.zoom.us")};
+    // The standup is excluded that day; a floating time reads as local.
+    QTest::newRow("excluded occurrence, floating, google meet")
+        << QDate(2026, 11, 18)
+        << QStringList{QStringLiteral("09:00-09:45 Dentist"), QStringLiteral("11:00-11:30 Quarterly planning -> meet.google.com")};
+    QTest::newRow("yearly all-day first, outlook zone, teams in notes")
+        << QDate(2026, 11, 19)
+        << QStringList{QStringLiteral("all day Zoë's birthday"), QStringLiteral("14:00-15:00 Vendor call -> teams.microsoft.com"),
+                       QStringLiteral("23:00-01:00 Untitled event")};
+    QTest::newRow("moved occurrence, event from the night before")
+        << QDate(2026, 11, 20) << QStringList{QStringLiteral("23:00-01:00 Untitled event"), QStringLiteral("11:00-11:15 Team standup (moved)")};
+    QTest::newRow("multi-day all-day") << QDate(2026, 11, 24) << QStringList{QStringLiteral("all day Lisbon trip")};
+    QTest::newRow("rule has ended") << QDate(2027, 1, 4) << QStringList{};
+}
+
+void tst_VdirEventStoreIntegration::readsRealWorldFiles()
+{
+    QFETCH(QDate, day);
+    QFETCH(QStringList, listed);
+
+    ManualClock clock(at(11, 16, 7));
+    VdirEventStore store(clock, m_root, {}, berlin());
+    CalendarAgenda agenda(store, clock, berlin());
+    QCOMPARE(agenda.status(), CalendarAgenda::Status::Ready);
+    agenda.select(QDateTime(day, QTime(0, 0), berlin()));
+    QCOMPARE(describe(agenda.events()), listed);
+}
+
+void tst_VdirEventStoreIntegration::marksBusyDaysFromFiles()
+{
+    ManualClock clock(at(11, 16, 7));
+    VdirEventStore store(clock, m_root, {}, berlin());
+    CalendarAgenda agenda(store, clock, berlin());
+    QList<int> busy;
+    for (const QDate &d : agenda.busyDays())
+        busy.append(d.day());
+    std::sort(busy.begin(), busy.end());
+    // Standups on Mon/Wed/Fri (not the 18th: it is excluded, but the dentist
+    // is there), the 17th's calls, the birthday, the late event running into
+    // the 20th, and Lisbon from the 23rd to the 25th. The range ends on the
+    // 25th; the cancelled offsite adds nothing.
+    QCOMPARE(busy, (QList<int>{9, 11, 13, 16, 17, 18, 19, 20, 23, 24, 25}));
+}
+
+void tst_VdirEventStoreIntegration::listsWritableCalendarsAndReadsExtraFolders()
+{
+    // A vdirsyncer-style folder of calendars, named in the settings.
+    const QString synced = m_dir->filePath(QStringLiteral("synced"));
+    copyTree(QStringLiteral(TARNWICK_CALENDAR_DATA "/personal"), synced + QStringLiteral("/family"));
+    QFile::remove(synced + QStringLiteral("/family/displayname"));
+    UserDefaults defaults(m_dir->filePath(QStringLiteral("t.conf")));
+    defaults.setValue(QString::fromLatin1(VdirEventStore::kFoldersKey), QStringList{synced});
+    ManualClock clock(at(11, 16, 7));
+    VdirEventStore store(clock, m_root, VdirEventStore::configuredFolders(defaults), berlin());
+    QStringList titles;
+    for (const auto &c : store.writableCalendars())
+        titles.append(c.title);
+    QCOMPARE(titles, (QStringList{QStringLiteral("family"), QStringLiteral("Personal"), QStringLiteral("Work")}));
+    QCOMPARE(store.calendar(m_root + QStringLiteral("/work"))->color, QColor(QStringLiteral("#FF9500")));
+    // Both copies of the dentist appear, one per calendar.
+    const auto events = store.events(at(11, 18, 0), at(11, 19, 0));
+    QCOMPARE(std::count_if(events.begin(), events.end(), [](const auto &e) { return e.title == QStringLiteral("Dentist"); }), 2);
+    // Our own folder is where new events go.
+    QCOMPARE(store.defaultCalendarForNewEvents()->title, QStringLiteral("Personal"));
+}
+
+void tst_VdirEventStoreIntegration::createsADefaultCalendarOnFirstUse()
+{
+    const QString empty = m_dir->filePath(QStringLiteral("fresh/Calendars"));
+    ManualClock clock(at(11, 16, 7));
+    VdirEventStore store(clock, empty, {}, berlin());
+    QCOMPARE(store.authorizationStatus(), EventStore::Authorization::FullAccess);
+    QVERIFY(store.writableCalendars().isEmpty());
+    const auto calendar = store.defaultCalendarForNewEvents();
+    QVERIFY(calendar.has_value());
+    QCOMPARE(calendar->title, QStringLiteral("Personal"));
+    QCOMPARE(store.writableCalendars().size(), 1);
+    QVERIFY(QFileInfo(empty + QStringLiteral("/personal")).isDir());
+
+    // A root that cannot exist means no store at all.
+    QFile blocker(m_dir->filePath(QStringLiteral("blocker")));
+    QVERIFY(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    VdirEventStore broken(clock, blocker.fileName() + QStringLiteral("/Calendars"), {}, berlin());
+    QCOMPARE(broken.authorizationStatus(), EventStore::Authorization::Denied);
+    QVERIFY(broken.problem().contains(QStringLiteral("blocker")));
+}
+
+void tst_VdirEventStoreIntegration::savedQuickAddsReadBack_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("selected");
+    QTest::newRow("tomorrow at 1pm") << "Lunch with Sam tomorrow at 1pm" << 0;
+    QTest::newRow("all-day friday") << "Dentist friday" << 0;
+    QTest::newRow("all-day tomorrow") << "Lunch with Sam tomorrow" << 0;
+    QTest::newRow("time on today") << "Standup at 9:30" << 0;
+    QTest::newRow("bare hour on thursday") << "Call at 3:00" << 2;
+    QTest::newRow("pm on thursday") << "Review 2pm" << 2;
+    QTest::newRow("at 6") << "Gym at 6" << 0;
+    QTest::newRow("no date today") << "Write report" << 0;
+    QTest::newRow("no date thursday") << "Write report" << 2;
+    QTest::newRow("range over midnight") << "Night shift 11pm-7am" << 0;
+    QTest::newRow("non-ASCII title") << "Geburtstag 🎂 tomorrow" << 0;
+}
+
+void tst_VdirEventStoreIntegration::savedQuickAddsReadBack()
+{
+    QFETCH(QString, text);
+    QFETCH(int, selected);
+
+    ManualClock clock(at(11, 17, 8));
+    VdirEventStore store(clock, m_root, {}, berlin());
+    CalendarAgenda agenda(store, clock, berlin());
+    const QuickEvent parsed = QuickEvent::parse(text, at(11, 17 + selected, 0), clock.now(), berlin());
+    const QString personal = m_root + QStringLiteral("/personal");
+    const int before = icsCount(personal);
+    QString error;
+    QVERIFY2(agenda.addEvent(parsed.title, parsed.start, parsed.end, parsed.isAllDay, {}, &error), qPrintable(error));
+    QCOMPARE(icsCount(personal), before + 1);
+    QCOMPARE(agenda.selectedDay(), QDateTime(parsed.start.toTimeZone(berlin()).date(), QTime(0, 0), berlin()));
+
+    // A store opened afresh on the same folders reads it back unchanged.
+    VdirEventStore reread(clock, m_root, {}, berlin());
+    const auto found = reread.events(parsed.start.addDays(-1), parsed.start.addDays(2));
+    auto it = std::find_if(found.begin(), found.end(), [&](const auto &e) { return e.title == parsed.title; });
+    QVERIFY(it != found.end());
+    QCOMPARE(it->isAllDay, parsed.isAllDay);
+    QCOMPARE(it->start, parsed.start);
+    QCOMPARE(it->end, parsed.isAllDay ? parsed.start.addDays(1) : parsed.end);
+}
+
+void tst_VdirEventStoreIntegration::seesChangesMadeByOtherPrograms()
+{
+    ManualClock clock(at(11, 18, 7));
+    VdirEventStore store(clock, m_root, {}, berlin());
+    CalendarAgenda agenda(store, clock, berlin());
+    QCOMPARE(describe(agenda.events()).first(), QStringLiteral("09:00-09:45 Dentist"));
+
+    // sed -i writes a new file and renames it over the old one.
+    QSignalSpy changed(&store, &EventStore::changed);
+    const QString dentist = m_root + QStringLiteral("/personal/floating.ics");
+    QCOMPARE(QProcess::execute(QStringLiteral("/usr/bin/sed"), {QStringLiteral("-i"), QStringLiteral("s/T090000/T100000/;s/T094500/T104500/"), dentist}), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(changed.count() >= 1, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(describe(agenda.events()).first(), QStringLiteral("10:00-10:45 Dentist"), 5000);
+
+    // A shell redirect rewrites the same file in place.
+    const QString script = QStringLiteral("sed 's/SUMMARY:Dentist/SUMMARY:Dentist (Dr. Ahmed)/' '%1' > '%1.tmp' && cat '%1.tmp' > '%1' && rm '%1.tmp'").arg(dentist);
+    QCOMPARE(QProcess::execute(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script}), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(describe(agenda.events()).first(), QStringLiteral("10:00-10:45 Dentist (Dr. Ahmed)"), 5000);
+
+    // A new file, and a whole new calendar, dropped in by a sync tool.
+    const QString copy = QStringLiteral("mkdir -p '%1/club' && sed 's/floating-dentist-1/club-1/;s/Dentist (Dr. Ahmed)/Climbing/' '%2' > '%1/club/c.ics'")
+                             .arg(m_root, dentist);
+    QCOMPARE(QProcess::execute(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), copy}), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(describe(agenda.events()).contains(QStringLiteral("10:00-10:45 Climbing")), 5000);
+
+    // And a deletion.
+    QVERIFY(QFile::remove(dentist));
+    QTRY_VERIFY_WITH_TIMEOUT(!describe(agenda.events()).contains(QStringLiteral("10:00-10:45 Dentist (Dr. Ahmed)")), 5000);
+}
+
+void tst_VdirEventStoreIntegration::readOnlyFolderFailsAndLosesNothing()
+{
+    const QString work = m_root + QStringLiteral("/work");
+    QVERIFY(QFile::setPermissions(work, QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup | QFileDevice::ExeGroup));
+    ManualClock clock(at(11, 17, 7));
+    VdirEventStore store(clock, m_root, {}, berlin());
+    CalendarAgenda agenda(store, clock, berlin());
+    const QStringList before = describe(agenda.events());
+    const int files = icsCount(work);
+
+    QVERIFY(!store.calendar(work)->writable);
+    QString error;
+    QVERIFY(!store.save({QStringLiteral("Lunch"), at(11, 17, 12), at(11, 17, 13), false}, work, &error));
+    QCOMPARE(error, QStringLiteral("The calendar folder %1 is read-only.").arg(work));
+    QCOMPARE(icsCount(work), files);
+    agenda.refresh();
+    QCOMPARE(describe(agenda.events()), before);
+    QVERIFY(QFile::setPermissions(work, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
+}
+
+void tst_VdirEventStoreIntegration::refreshOverFiveThousandEvents()
+{
+    const QString big = m_dir->filePath(QStringLiteral("big/Calendars/bulk"));
+    QVERIFY(QDir().mkpath(big));
+    const QDateTime first = at(1, 1, 8);
+    for (int i = 0; i < 5000; ++i) {
+        const QDateTime start = first.addSecs(qint64(i) * 6 * 3600 + (i % 7) * 900);
+        QFile f(QStringLiteral("%1/e%2.ics").arg(big).arg(i));
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(QStringLiteral("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//bench//EN\r\nBEGIN:VEVENT\r\nUID:e%1\r\nDTSTAMP:20260101T000000Z\r\n"
+                               "DTSTART:%2\r\nDTEND:%3\r\nSUMMARY:Event %1\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
+                    .arg(i)
+                    .arg(start.toUTC().toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'")), start.addSecs(3600).toUTC().toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'")))
+                    .toUtf8());
+    }
+    ManualClock clock(at(6, 15, 9));
+    QElapsedTimer load;
+    load.start();
+    VdirEventStore store(clock, m_dir->filePath(QStringLiteral("big/Calendars")), {}, berlin());
+    const qint64 openMs = load.elapsed();
+    // A store this big is read in the background: opening does not wait.
+    QVERIFY(store.isLoading());
+    CalendarAgenda agenda(store, clock, berlin());
+    QVERIFY(agenda.events().isEmpty());
+    QSignalSpy changed(&store, &EventStore::changed);
+    QVERIFY(changed.wait(30000));
+    const qint64 loadMs = load.elapsed();
+    QVERIFY(!store.isLoading());
+    QVERIFY(!agenda.events().isEmpty());
+    const auto all = store.events(at(1, 1, 0), QDateTime(QDate(2030, 1, 1), QTime(0, 0), berlin()));
+    QCOMPARE(all.size(), 5000);
+    std::vector<qint64> samples;
+    for (int i = 0; i < 20; ++i) {
+        QElapsedTimer t;
+        t.start();
+        agenda.refresh();
+        samples.push_back(t.nsecsElapsed());
+    }
+    std::sort(samples.begin(), samples.end());
+    qInfo("5000 events: opened in %lld ms, read in the background by %lld ms, agenda refresh median %.2f ms", openMs, loadMs,
+          samples[samples.size() / 2] / 1e6);
+}
+
+QTEST_GUILESS_MAIN(tst_VdirEventStoreIntegration)
+#include "tst_VdirEventStoreIntegration.moc"
