@@ -8,6 +8,8 @@
 #include "core/Clock.h"
 #include "core/UserDefaults.h"
 #include "notch/NotchWindowController.h"
+#include "calendar/CalendarAgenda.h"
+#include "calendar/VdirEventStore.h"
 #include "notch/QtScreenSource.h"
 #include "nowplaying/NowPlayingAdapter.h"
 #include "nowplaying/NowPlayingService.h"
@@ -44,6 +46,22 @@ private:
     SystemVolume &m_volume;
 };
 
+// Swipes over the calendar's day strip, onto the agenda.
+class AgendaDayStrip final : public DayStripControl
+{
+public:
+    explicit AgendaDayStrip(CalendarAgenda &agenda)
+        : m_agenda(agenda)
+    {
+    }
+    void setStripOffset(double offset) override { m_agenda.setStripOffset(offset); }
+    void endStripDrag(double projected) override { m_agenda.endStripDrag(projected); }
+    void step(int days) override { m_agenda.step(days); }
+
+private:
+    CalendarAgenda &m_agenda;
+};
+
 } // namespace
 
 AppDelegate::AppDelegate(QObject *parent)
@@ -59,6 +77,9 @@ AppDelegate::~AppDelegate()
     m_trayIcon.reset();
     m_controller.reset();
     m_screenLock.reset();
+    m_dayStrip.reset();
+    m_agenda.reset();
+    m_calendarStore.reset();
     m_nearby.reset();
     m_feeds.reset();
     m_tray.reset();
@@ -124,11 +145,19 @@ bool AppDelegate::launch()
     m_nearby = std::make_unique<NearbyShare>(Clock::system(), NearbyShare::defaultLocalSendConfig());
     NearbyShare::setInstance(m_nearby.get());
 
+    // The calendar: the user's own folders of events.
+    m_calendarStore = std::make_unique<VdirEventStore>(Clock::system(), VdirEventStore::defaultRoot(),
+                                                       VdirEventStore::configuredFolders(*m_defaults));
+    m_agenda = std::make_unique<CalendarAgenda>(*m_calendarStore, Clock::system());
+    CalendarAgenda::setInstance(m_agenda.get());
+    m_dayStrip = std::make_unique<AgendaDayStrip>(*m_agenda);
+
     // 6. The notch, with every service, and the wings following the music.
     m_screens = std::make_unique<QtScreenSource>();
     m_controller = std::make_unique<NotchWindowController>(*m_settings, *m_defaults, *m_screens, Clock::system(),
                                                            [this] { openSettings(); });
     m_controller->setVolume(m_volumeControl.get());
+    m_controller->setDayStrip(m_dayStrip.get());
     m_controller->setVideoApplications(NowPlayingTrack::videoApps().values());
     if (QQmlEngine *engine = m_controller->engine())
         ThumbnailCache::registerImageProvider(*engine);

@@ -6,6 +6,9 @@
 class LaunchAtLogin;
 class MotionPreference;
 class NowPlayingService;
+class CalendarAgenda;
+class VdirEventStore;
+class DayStripControl;
 class ThumbnailCache;
 class TrayStore;
 class FileFeeds;
@@ -60,6 +63,9 @@ private:
     std::unique_ptr<TrayStore> m_tray;
     std::unique_ptr<FileFeeds> m_feeds;
     std::unique_ptr<NearbyShare> m_nearby;
+    std::unique_ptr<VdirEventStore> m_calendarStore;
+    std::unique_ptr<CalendarAgenda> m_agenda;
+    std::unique_ptr<DayStripControl> m_dayStrip;
     std::unique_ptr<PulseAudioOutput> m_volumeBackend;
     std::unique_ptr<SystemVolume> m_volume;
     std::unique_ptr<VolumeControl> m_volumeControl;

@@ -6,6 +6,8 @@
 #include "core/QmlModule.h"
 #include "core/UserDefaults.h"
 #include "notch/NotchGeometry.h"
+#include "calendar/CalendarAgenda.h"
+#include "calendar/VdirEventStore.h"
 #include "notch/NotchViewModel.h"
 #include "nowplaying/NowPlayingAdapter.h"
 #include "nowplaying/NowPlayingService.h"
@@ -104,6 +106,9 @@ int SelfTest::run()
     FileFeeds::setInstance(&feeds);
     NearbyShare nearby(Clock::system(), NearbyShare::defaultLocalSendConfig());
     NearbyShare::setInstance(&nearby);
+    VdirEventStore calendarStore(Clock::system(), dir.filePath(QStringLiteral("Calendars")));
+    CalendarAgenda agenda(calendarStore, Clock::system());
+    CalendarAgenda::setInstance(&agenda);
     NotchViewModel model(NotchGeometry(QSizeF(190, 32), false, QRectF(0, -1080, 1920, 1080)), settings,
                          Clock::system());
 
@@ -161,6 +166,8 @@ int SelfTest::run()
         model.playbackChanged(true);
         wait(150);
         model.expand();
+        wait(250);
+        model.pointerMoved(QPointF(1920 / 2.0 + 265 - 10, -60));
         wait(250);
         model.show(NookPage::Tray);
         wait(250);

@@ -21,7 +21,7 @@ for name in closed-notch open-media-page open-tray-page drawer-calendar drawer-m
 done
 check closed-notch 756 10 yes
 check closed-notch 600 100 no
-check open-media-page 600 100 yes
+check open-media-page 500 60 yes
 check drawer-calendar 1200 100 yes
 check drawer-mirror 300 100 yes
 check drawer-mirror 1200 100 no

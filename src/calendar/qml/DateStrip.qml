@@ -6,6 +6,13 @@ import Tarnwick
 Item {
     id: strip
 
+    // Swipes and wheel notches over the strip move days, not pages; the
+    // panel asks this region.
+    NookHitRegion {
+        anchors.fill: parent
+        kind: NookHitRegion.DayStrip
+    }
+
     required property CalendarDrawerModel drawer
 
     // DayCell's own width.

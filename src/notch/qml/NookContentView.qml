@@ -15,6 +15,9 @@ Item {
     readonly property notchGeometry geometry: model.geometry
     readonly property rect base: geometry.baseRect
     readonly property real pageWidth: geometry.expandedSize.width
+    // The outline's walls stand in from its rectangle by the open top
+    // radius: pages live inside the walls, the row still steps a full width.
+    readonly property real wallInset: 8
     // Pages sit under the notch band; the band itself holds the page dots.
     readonly property real bandHeight: geometry.notchSize.height
     readonly property var pages: model.pages
@@ -30,9 +33,9 @@ Item {
 
     Item {
         id: pageArea
-        x: nook.base.x
+        x: nook.base.x + nook.wallInset
         y: nook.bandHeight
-        width: nook.base.width
+        width: nook.base.width - 2 * nook.wallInset
         height: nook.base.height - nook.bandHeight
         visible: nook.model.hasVisiblePage
 
@@ -43,7 +46,7 @@ Item {
                 required property var modelData
                 required property int index
                 x: rowOffset.value + index * nook.pageWidth
-                width: nook.pageWidth
+                width: pageArea.width
                 height: pageArea.height
                 opacity: NookLayout.pageOpacity(nook.pageWidth, index, nook.model.visibleIndex, nook.liveOffset)
                 visible: opacity > 0
@@ -58,16 +61,16 @@ Item {
         model: nook.model
         visible: nook.pages.length > 1
         anchors.right: pageArea.right
-        anchors.rightMargin: 18
+        anchors.rightMargin: 12
         y: (nook.bandHeight - height) / 2
     }
 
     AllPagesOffView {
         visible: !nook.model.hasVisiblePage
-        x: nook.base.x
-        y: nook.bandHeight
-        width: nook.base.width
-        height: nook.base.height - nook.bandHeight
+        x: pageArea.x
+        y: pageArea.y
+        width: pageArea.width
+        height: pageArea.height
         onOpenSettings: nook.model.openSettings()
     }
 

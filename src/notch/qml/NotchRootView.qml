@@ -21,7 +21,9 @@ Item {
         }
     }
     property Component mirrorDrawer
-    property Component calendarDrawer
+    property Component calendarDrawer: Component {
+        CalendarDrawerView { model: root.model }
+    }
     property Component leftWing: Component {
         Item { MiniTurntableView { anchors.centerIn: parent } }
     }
