@@ -10,7 +10,11 @@ namespace {
 
 QString shortTime(const QDateTime &t, const QLocale &locale, const QTimeZone &zone)
 {
-    return locale.toString(t.toTimeZone(zone).time(), QLocale::ShortFormat);
+    // Some locales (C, POSIX) put seconds in their short format; a calendar
+    // never needs them.
+    QString format = locale.timeFormat(QLocale::ShortFormat);
+    format.remove(QStringLiteral(":ss")).remove(QStringLiteral(".ss"));
+    return locale.toString(t.toTimeZone(zone).time(), format);
 }
 
 QString timeRange(const QDateTime &start, const QDateTime &end, const QLocale &locale, const QTimeZone &zone)

@@ -153,6 +153,36 @@ def lock_hides_the_panel_and_unlock_shows_it(s, app):
     s.wait_for(app.is_open, 3, "does not open on hover after unlocking")
 
 
+def typing_takes_the_keyboard_and_gives_it_back(s, app):
+    import glob
+    s.spawn(["xev", "-name", "editor", "-geometry", "400x300+100+400"])
+    s.wait_for(lambda: s.window_geometry("editor") is not None, 5, "the probe window did not appear")
+    s.xdotool("search", "--name", "editor", "windowactivate", "--sync")
+    def active():
+        return s.run(["xdotool", "getactivewindow", "getwindowname"], check=False).stdout.strip()
+    assert active() == "editor"
+    # Open the Nook, bring out the calendar drawer and click its quick-add field.
+    s.move(CENTRE_X, 8)
+    s.wait_for(app.is_open, 3, "did not open")
+    s.move(CENTRE_X, 80)
+    time.sleep(0.2)
+    s.move(1012, 80)
+    time.sleep(0.8)
+    assert active() == "editor", "the panel took the keyboard before anyone typed"
+    s.xdotool("mousemove", 1150, 130, "click", "1")
+    s.wait_for(lambda: active() == "Tarnwick", 3, "clicking the field did not give it the keyboard")
+    s.xdotool("type", "--delay", "20", "Lunch with Sam tomorrow at 1pm")
+    s.xdotool("key", "Return")
+    calendars = os.path.join(s.env["XDG_DATA_HOME"], "Tarnwick", "Calendars")
+    s.wait_for(lambda: glob.glob(os.path.join(calendars, "*", "*.ics")), 5, "Return did not save the event")
+    event = open(glob.glob(os.path.join(calendars, "*", "*.ics"))[0]).read()
+    assert "SUMMARY:Lunch with Sam" in event, event
+    # Typing ended: the keyboard goes back, and the Nook closes as usual.
+    s.move(CENTRE_X, 600)
+    s.wait_for(lambda: active() == "editor", 5, f"the keyboard was not given back: {active()}")
+    s.wait_for(lambda: not app.is_open(), 3, "the Nook stayed open after typing ended")
+
+
 TESTS = [
     (hover_opens_after_the_dwell_and_closes_after_leaving, {}),
     (clicks_outside_the_outline_reach_the_window_below, {}),
@@ -162,6 +192,7 @@ TESTS = [
     (sigterm_quits_cleanly, {}),
     (the_panel_follows_screens_as_they_come_and_go, {"width": 2400}),
     (lock_hides_the_panel_and_unlock_shows_it, {"buses": True}),
+    (typing_takes_the_keyboard_and_gives_it_back, {}),
 ]
 
 
