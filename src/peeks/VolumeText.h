@@ -10,12 +10,16 @@ class VolumeText : public QObject
     Q_OBJECT
     QML_ELEMENT
     QML_SINGLETON
+    Q_PROPERTY(double trackWidth READ trackWidth CONSTANT)
+    Q_PROPERTY(double accessibleStep READ accessibleStep CONSTANT)
 
 public:
     using QObject::QObject;
 
     static constexpr double kTrackWidth = 86;
     static constexpr double kAccessibleStep = 0.0625;
+    static double trackWidth() { return kTrackWidth; }
+    static double accessibleStep() { return kAccessibleStep; }
 
     // The readout beside the wedge: "Muted", or the whole percentage.
     Q_INVOKABLE static QString readout(double level, bool muted);

@@ -19,12 +19,12 @@ Item {
     Accessible.role: Accessible.Slider
     Accessible.name: "Volume"
     Accessible.description: help.text
-    Accessible.onIncreaseAction: SystemVolume.set(wedge.level + VolumeText.kAccessibleStep)
-    Accessible.onDecreaseAction: SystemVolume.set(wedge.level - VolumeText.kAccessibleStep)
-    Keys.onRightPressed: SystemVolume.set(wedge.level + 0.0625)
-    Keys.onUpPressed: SystemVolume.set(wedge.level + 0.0625)
-    Keys.onLeftPressed: SystemVolume.set(wedge.level - 0.0625)
-    Keys.onDownPressed: SystemVolume.set(wedge.level - 0.0625)
+    Accessible.onIncreaseAction: SystemVolume.set(wedge.level + VolumeText.accessibleStep)
+    Accessible.onDecreaseAction: SystemVolume.set(wedge.level - VolumeText.accessibleStep)
+    Keys.onRightPressed: SystemVolume.set(wedge.level + VolumeText.accessibleStep)
+    Keys.onUpPressed: SystemVolume.set(wedge.level + VolumeText.accessibleStep)
+    Keys.onLeftPressed: SystemVolume.set(wedge.level - VolumeText.accessibleStep)
+    Keys.onDownPressed: SystemVolume.set(wedge.level - VolumeText.accessibleStep)
 
     // Scrolling over the wedge sets the volume too; the panel asks this region.
     NookHitRegion {
@@ -36,34 +36,32 @@ Item {
     component WedgeShape: Shape {
         id: shape
         property color colour
-        width: wedge.width
-        height: wedge.height
+        // A ramp from a point at the left to full height at the right,
+        // with softly rounded ends.
         ShapePath {
             strokeWidth: -1
             fillColor: shape.colour
-            // A ramp from a point at the left to full height at the right,
-            // with softly rounded ends.
-            startX: 1; startY: wedge.height - 2
-            PathLine { x: wedge.width - 3; y: 1 }
-            PathQuad { x: wedge.width - 1; y: 3; controlX: wedge.width - 1; controlY: 1 }
-            PathLine { x: wedge.width - 1; y: wedge.height - 2 }
-            PathQuad { x: wedge.width - 3; y: wedge.height; controlX: wedge.width - 1; controlY: wedge.height }
-            PathLine { x: 2; y: wedge.height }
-            PathQuad { x: 1; y: wedge.height - 2; controlX: 0; controlY: wedge.height }
+            startX: 1; startY: shape.height - 2
+            PathLine { x: shape.width - 3; y: 1 }
+            PathQuad { x: shape.width - 1; y: 3; controlX: shape.width - 1; controlY: 1 }
+            PathLine { x: shape.width - 1; y: shape.height - 2 }
+            PathQuad { x: shape.width - 3; y: shape.height; controlX: shape.width - 1; controlY: shape.height }
+            PathLine { x: 2; y: shape.height }
+            PathQuad { x: 1; y: shape.height - 2; controlX: 0; controlY: shape.height }
         }
     }
 
-    WedgeShape { colour: NookStyle.surfaceHover }
+    WedgeShape { colour: NookStyle.surfaceHover; width: wedge.width; height: wedge.height }
     Item {
         id: filled
         height: wedge.height
-        width: 1 + wedge.level * VolumeText.kTrackWidth
+        width: 1 + wedge.level * VolumeText.trackWidth
         clip: true
         Behavior on width {
             enabled: !MotionPreference.reduceMotion && !drag.pressed
             NumberAnimation { duration: 120; easing.type: Easing.OutCubic }
         }
-        WedgeShape { colour: wedge.fill }
+        WedgeShape { colour: wedge.fill; width: wedge.width; height: wedge.height }
     }
 
     Rectangle {
