@@ -7,6 +7,7 @@ import Tarnwick
 // set the volume; arrow keys and screen readers step it by sixteenths.
 Item {
     id: wedge
+    objectName: "volumeWedge"
     implicitWidth: 88
     implicitHeight: 16
 
