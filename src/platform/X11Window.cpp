@@ -63,17 +63,6 @@ void setPanelHints(QWindow *window)
     xcb_flush(c);
 }
 
-void setDesktopHints(QWindow *window)
-{
-    xcb_connection_t *c = connection();
-    if (c == nullptr || window == nullptr)
-        return;
-    setAtoms(c, window, "_NET_WM_WINDOW_TYPE", {"_NET_WM_WINDOW_TYPE_DESKTOP"});
-    setAtoms(c, window, "_NET_WM_STATE",
-             {"_NET_WM_STATE_BELOW", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"});
-    xcb_flush(c);
-}
-
 void setInputShape(QWindow *window, const QList<QRect> &rects)
 {
     xcb_connection_t *c = connection();

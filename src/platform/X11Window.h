@@ -15,9 +15,6 @@ bool isAvailable();
 // task bars, pagers and window switchers. Call after create(), before show().
 void setPanelHints(QWindow *window);
 
-// A window that lives on the desktop layer under every other window.
-void setDesktopHints(QWindow *window);
-
 // Only these rectangles (window coordinates, device-independent pixels) take
 // pointer input; everything else falls through to the windows below.
 void setInputShape(QWindow *window, const QList<QRect> &rects);
