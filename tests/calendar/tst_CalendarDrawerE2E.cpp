@@ -8,6 +8,8 @@
 #include "notch/NotchGeometry.h"
 #include "notch/NotchViewModel.h"
 
+#include "support/PrivateDisplay.h"
+
 #include <QDir>
 #include <QApplication>
 #include <QProcess>
@@ -25,48 +27,6 @@
 #include <unistd.h>
 
 Q_IMPORT_QML_PLUGIN(TarnwickPlugin)
-
-namespace {
-
-pid_t s_xvfb = 0;
-
-// Starts a private X server and returns its display number, or -1.
-int startXvfb()
-{
-    int fds[2];
-    if (pipe(fds) != 0)
-        return -1;
-    s_xvfb = fork();
-    if (s_xvfb == 0) {
-        close(fds[0]);
-        const QByteArray fd = QByteArray::number(fds[1]);
-        execl("/usr/bin/Xvfb", "Xvfb", "-displayfd", fd.constData(), "-screen", "0", "1280x800x24", "-nolisten", "tcp",
-              static_cast<char *>(nullptr));
-        _exit(127);
-    }
-    close(fds[1]);
-    // The number comes as a line once the server is ready; read all of it
-    // before closing, or the server dies writing the rest.
-    QByteArray line;
-    char c = 0;
-    while (read(fds[0], &c, 1) == 1 && c != '\n')
-        line.append(c);
-    close(fds[0]);
-    bool ok = false;
-    const int display = line.toInt(&ok);
-    return ok ? display : -1;
-}
-
-void stopXvfb()
-{
-    if (s_xvfb > 0) {
-        kill(s_xvfb, SIGTERM);
-        waitpid(s_xvfb, nullptr, 0);
-        s_xvfb = 0;
-    }
-}
-
-} // namespace
 
 // The whole road of a quick add on a real X server: click into the drawer's
 // field, type a sentence with the keyboard, press Return, and find the new
@@ -164,13 +124,9 @@ int main(int argc, char *argv[])
             return 1;
         }
     }
-    const int display = startXvfb();
-    if (display < 0) {
-        std::fprintf(stderr, "FAIL: Xvfb did not start\n");
-        stopXvfb();
+    PrivateDisplay display;
+    if (!display.start())
         return 1;
-    }
-    qputenv("DISPLAY", ":" + QByteArray::number(display));
     qputenv("QT_QPA_PLATFORM", "xcb");
     int result = 1;
     {
@@ -179,7 +135,6 @@ int main(int argc, char *argv[])
         tst_CalendarDrawerE2E test;
         result = QTest::qExec(&test, argc, argv);
     }
-    stopXvfb();
     return result;
 }
 

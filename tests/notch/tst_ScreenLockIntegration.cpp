@@ -1,4 +1,5 @@
 #include "notch/ScreenLock.h"
+#include "support/PrivateBus.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -12,40 +13,6 @@
 #include <memory>
 
 namespace {
-
-// A dbus-daemon of the test's own, standing in for the system or the
-// session bus; stopped with the object.
-class PrivateBus {
-public:
-    ~PrivateBus()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished(5000);
-        }
-    }
-
-    QString start()
-    {
-        if (QStandardPaths::findExecutable(QStringLiteral("dbus-daemon")).isEmpty())
-            return QStringLiteral("dbus-daemon is not installed (Debian package: dbus-daemon)");
-        m_process.start(QStringLiteral("dbus-daemon"),
-            {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
-        if (!m_process.waitForStarted(5000))
-            return QStringLiteral("dbus-daemon did not start");
-        while (!m_process.canReadLine()) {
-            if (!m_process.waitForReadyRead(5000))
-                return QStringLiteral("dbus-daemon printed no address");
-        }
-        address = QString::fromUtf8(m_process.readLine()).trimmed();
-        return {};
-    }
-
-    QString address;
-
-private:
-    QProcess m_process;
-};
 
 // One python3-dbusmock process on a private bus.
 class Mock {
@@ -133,25 +100,25 @@ private Q_SLOTS:
             QVERIFY2(error.isEmpty(), qPrintable(error));
         }
         m_system = std::make_unique<QDBusConnection>(
-            QDBusConnection::connectToBus(m_systemBusDaemon.address, QStringLiteral("test-system")));
+            QDBusConnection::connectToBus(m_systemBusDaemon.address(), QStringLiteral("test-system")));
         m_session = std::make_unique<QDBusConnection>(
-            QDBusConnection::connectToBus(m_sessionBusDaemon.address, QStringLiteral("test-session")));
+            QDBusConnection::connectToBus(m_sessionBusDaemon.address(), QStringLiteral("test-session")));
         QVERIFY(m_system->isConnected());
         QVERIFY(m_session->isConnected());
         // What the application's own watcher finds through the environment.
-        qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_systemBusDaemon.address.toUtf8());
-        qputenv("DBUS_SESSION_BUS_ADDRESS", m_sessionBusDaemon.address.toUtf8());
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_systemBusDaemon.address().toUtf8());
+        qputenv("DBUS_SESSION_BUS_ADDRESS", m_sessionBusDaemon.address().toUtf8());
         qputenv("XDG_SESSION_ID", "c7");
 
         const QString systemVariable = QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS");
         const QString sessionVariable = QStringLiteral("DBUS_SESSION_BUS_ADDRESS");
         QString error = m_logind.start(
-            systemVariable, m_systemBusDaemon.address, {QStringLiteral("--template"), QStringLiteral("logind")});
+            systemVariable, m_systemBusDaemon.address(), {QStringLiteral("--template"), QStringLiteral("logind")});
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        error = m_gnomeScreenSaver.start(sessionVariable, m_sessionBusDaemon.address,
+        error = m_gnomeScreenSaver.start(sessionVariable, m_sessionBusDaemon.address(),
             {QStringLiteral("--template"), QStringLiteral("gnome_screensaver")});
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        error = m_screenSaver.start(sessionVariable, m_sessionBusDaemon.address,
+        error = m_screenSaver.start(sessionVariable, m_sessionBusDaemon.address(),
             {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("/org/freedesktop/ScreenSaver"),
                 QStringLiteral("org.freedesktop.ScreenSaver")});
         QVERIFY2(error.isEmpty(), qPrintable(error));

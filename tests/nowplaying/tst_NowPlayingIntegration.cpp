@@ -5,6 +5,8 @@
 #include "nowplaying/NowPlayingAdapter.h"
 #include "nowplaying/NowPlayingService.h"
 
+#include "support/PrivateBus.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
@@ -102,7 +104,7 @@ class tst_NowPlayingIntegration : public QObject
 {
     Q_OBJECT
 
-    QProcess m_bus;
+    PrivateBus m_bus;
     QProcess m_mpv;
     QTemporaryDir m_music;
     QString m_helper = QFileInfo(QStringLiteral(TARNWICK_HELPER_PATH)).canonicalFilePath();
@@ -142,12 +144,9 @@ private Q_SLOTS:
     {
         QVERIFY2(QFileInfo(m_helper).isExecutable(), "the helper tarnwick-nowplaying was not built");
         QVERIFY2(QFile::exists(kMprisPlugin), "install the Debian package mpv-mpris (tools/bootstrap)");
-        m_bus.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--print-address"),
-                                                    QStringLiteral("--nofork")});
-        QVERIFY2(m_bus.waitForStarted(), "install the Debian package dbus (tools/bootstrap)");
-        QVERIFY(m_bus.waitForReadyRead(5000));
-        const QByteArray address = m_bus.readLine().trimmed();
-        QVERIFY(!address.isEmpty());
+        const QString busError = m_bus.start();
+        QVERIFY2(busError.isEmpty(), qPrintable(busError));
+        const QByteArray address = m_bus.address().toUtf8();
         // Every helper and player started from here uses the private bus.
         qputenv("DBUS_SESSION_BUS_ADDRESS", address);
         m_dbus = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(QString::fromLatin1(address), QStringLiteral("test")));
@@ -170,8 +169,7 @@ private Q_SLOTS:
     {
         m_mpv.kill();
         m_mpv.waitForFinished();
-        m_bus.kill();
-        m_bus.waitForFinished();
+        // The bus goes with the test object.
     }
 
     void followsAndControlsARealPlayer()

@@ -8,6 +8,8 @@
 #include "tray/ThumbnailCache.h"
 #include "tray/TrayStore.h"
 
+#include "support/PrivateDisplay.h"
+
 #include <QGuiApplication>
 #include <QProcess>
 #include <QQmlComponent>
@@ -23,42 +25,6 @@
 // Real drags on a real X server: a file dragged from another window onto the
 // notch lands in the tray, and a tile dragged out hands over the file.
 // The pointer is moved by xdotool, as a person would.
-namespace {
-
-QProcess *g_xvfb = nullptr;
-
-bool startXvfb()
-{
-    if (QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty()) {
-        qCritical("Xvfb is missing: install the Debian package xvfb");
-        return false;
-    }
-    for (int attempt = 0; attempt < 5; ++attempt) {
-        const int display = 200 + QRandomGenerator::global()->bounded(700);
-        if (QFile::exists(QStringLiteral("/tmp/.X11-unix/X%1").arg(display)))
-            continue;
-        g_xvfb = new QProcess;
-        g_xvfb->start(QStringLiteral("Xvfb"), {QStringLiteral(":%1").arg(display), QStringLiteral("-screen"),
-                                                QStringLiteral("0"), QStringLiteral("1280x800x24"),
-                                                QStringLiteral("-nolisten"), QStringLiteral("tcp")});
-        g_xvfb->waitForStarted(5000);
-        for (int i = 0; i < 100 && g_xvfb->state() == QProcess::Running; ++i) {
-            if (QFile::exists(QStringLiteral("/tmp/.X11-unix/X%1").arg(display))) {
-                qputenv("DISPLAY", QByteArray(":") + QByteArray::number(display));
-                return true;
-            }
-            QThread::msleep(50);
-        }
-        g_xvfb->kill();
-        g_xvfb->waitForFinished();
-        delete g_xvfb;
-        g_xvfb = nullptr;
-    }
-    return false;
-}
-
-} // namespace
-
 class tst_TrayDragIntegration : public QObject
 {
     Q_OBJECT
@@ -227,7 +193,8 @@ private Q_SLOTS:
 
 int main(int argc, char *argv[])
 {
-    if (!startXvfb())
+    PrivateDisplay display;
+    if (!display.start())
         return 1;
     qputenv("QT_QPA_PLATFORM", "xcb");
     int status = 0;
@@ -236,9 +203,6 @@ int main(int argc, char *argv[])
         tst_TrayDragIntegration test;
         status = QTest::qExec(&test, argc, argv);
     }
-    g_xvfb->terminate();
-    g_xvfb->waitForFinished(5000);
-    delete g_xvfb;
     return status;
 }
 #include "tst_TrayDragIntegration.moc"
