@@ -494,11 +494,6 @@ QString NowPlayingService::artist() const { return m_track ? m_track->artist.val
 QString NowPlayingService::album() const { return m_track ? m_track->album.value_or(QString()) : QString(); }
 bool NowPlayingService::isPlaying() const { return m_track && m_track->isPlaying; }
 
-bool NowPlayingService::isVideo() const
-{
-    return m_track && !mayHaveFileArtwork(*m_track);
-}
-
 double NowPlayingService::duration() const
 {
     return m_track && m_track->duration && *m_track->duration > 0 ? *m_track->duration : 0.0;

@@ -41,7 +41,6 @@ class NowPlayingService : public QObject, public QmlSingleton<NowPlayingService>
     Q_PROPERTY(QString artist READ artist NOTIFY trackChanged)
     Q_PROPERTY(QString album READ album NOTIFY trackChanged)
     Q_PROPERTY(bool isPlaying READ isPlaying NOTIFY trackChanged)
-    Q_PROPERTY(bool isVideo READ isVideo NOTIFY trackChanged)
     // Seconds; 0 when unknown.
     Q_PROPERTY(double duration READ duration NOTIFY trackChanged)
     Q_PROPERTY(bool canSeek READ canSeek NOTIFY trackChanged)
@@ -124,7 +123,6 @@ public:
     QString artist() const;
     QString album() const;
     bool isPlaying() const;
-    bool isVideo() const;
     double duration() const;
     bool canSeek() const;
     bool shuffleKnown() const;
