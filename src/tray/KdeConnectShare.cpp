@@ -26,8 +26,10 @@ void KdeConnectShare::discover()
     if (!m_bus.isConnected() || !m_bus.interface())
         return;
     // Never start the daemon just to look: only ask one that already runs.
-    if (!m_bus.interface()->isServiceRegistered(kService).value())
+    if (!m_bus.interface()->isServiceRegistered(kService).value()) {
+        Q_EMIT listed({});
         return;
+    }
     QDBusMessage call = QDBusMessage::createMethodCall(kService, QStringLiteral("/modules/kdeconnect"),
                                                        QStringLiteral("org.kde.kdeconnect.daemon"),
                                                        QStringLiteral("devices"));
@@ -38,23 +40,42 @@ void KdeConnectShare::discover()
         const QDBusPendingReply<QStringList> ids = *w;
         if (ids.isError())
             return;
-        for (const QString &id : ids.value()) {
-            QDBusMessage get = QDBusMessage::createMethodCall(kService, devicePath(id),
-                                                              QStringLiteral("org.freedesktop.DBus.Properties"),
-                                                              QStringLiteral("Get"));
-            get << QStringLiteral("org.kde.kdeconnect.device") << QStringLiteral("name");
-            auto *nameWatcher = new QDBusPendingCallWatcher(m_bus.asyncCall(get), this);
-            connect(nameWatcher, &QDBusPendingCallWatcher::finished, this, [this, id](QDBusPendingCallWatcher *nw) {
-                nw->deleteLater();
-                const QDBusPendingReply<QDBusVariant> name = *nw;
-                NearbyDevice device;
-                device.kind = NearbyDevice::Kind::KdeConnect;
-                device.id = id;
-                device.name = name.isError() ? id : name.value().variant().toString();
-                device.type = QStringLiteral("mobile");
+        Q_EMIT listed(ids.value());
+        for (const QString &id : ids.value())
+            describe(id);
+    });
+}
+
+void KdeConnectShare::describe(const QString &id)
+{
+    QDBusMessage get = QDBusMessage::createMethodCall(kService, devicePath(id),
+                                                      QStringLiteral("org.freedesktop.DBus.Properties"),
+                                                      QStringLiteral("GetAll"));
+    get << QStringLiteral("org.kde.kdeconnect.device");
+    auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(get), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, id](QDBusPendingCallWatcher *w) {
+        w->deleteLater();
+        const QDBusPendingReply<QVariantMap> properties = *w;
+        NearbyDevice device;
+        device.kind = NearbyDevice::Kind::KdeConnect;
+        device.id = id;
+        device.name = properties.isError() ? QString() : properties.value().value(QStringLiteral("name")).toString();
+        if (device.name.isEmpty())
+            device.name = id;
+        device.type = properties.isError() ? QString() : properties.value().value(QStringLiteral("type")).toString();
+        // The share plugin can be switched off per device; such a device
+        // can't take files, so it is not offered.
+        QDBusMessage has = QDBusMessage::createMethodCall(kService, devicePath(id),
+                                                          QStringLiteral("org.kde.kdeconnect.device"),
+                                                          QStringLiteral("hasPlugin"));
+        has << QStringLiteral("kdeconnect_share");
+        auto *shareWatcher = new QDBusPendingCallWatcher(m_bus.asyncCall(has), this);
+        connect(shareWatcher, &QDBusPendingCallWatcher::finished, this, [this, device](QDBusPendingCallWatcher *sw) {
+            sw->deleteLater();
+            const QDBusPendingReply<bool> hasShare = *sw;
+            if (!hasShare.isError() && hasShare.value())
                 Q_EMIT deviceFound(device);
-            });
-        }
+        });
     });
 }
 

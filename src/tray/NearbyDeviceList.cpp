@@ -19,14 +19,36 @@ void NearbyDeviceList::upsert(const NearbyDevice &device)
     Q_EMIT countChanged();
 }
 
+void NearbyDeviceList::keepOnly(NearbyDevice::Kind kind, const QStringList &ids)
+{
+    const qsizetype before = m_devices.size();
+    for (qsizetype i = m_devices.size() - 1; i >= 0; --i) {
+        if (m_devices.at(i).kind != kind || ids.contains(m_devices.at(i).id))
+            continue;
+        beginRemoveRows({}, int(i), int(i));
+        m_devices.removeAt(i);
+        endRemoveRows();
+    }
+    if (m_devices.size() != before)
+        Q_EMIT countChanged();
+}
+
 QString NearbyDeviceList::symbolFor(const NearbyDevice &device)
 {
-    if (device.type == QLatin1String("mobile"))
-        return QStringLiteral("smartphone");
-    if (device.type == QLatin1String("desktop") || device.type == QLatin1String("server")
-        || device.type == QLatin1String("headless"))
-        return QStringLiteral("computer");
-    return QStringLiteral("devices_other");
+    // LocalSend announces mobile/desktop/web/headless/server; KDE Connect
+    // smartphone/phone/tablet/desktop/laptop/tv.
+    static const QHash<QString, QString> symbols{
+        {QStringLiteral("mobile"), QStringLiteral("smartphone")},
+        {QStringLiteral("smartphone"), QStringLiteral("smartphone")},
+        {QStringLiteral("phone"), QStringLiteral("smartphone")},
+        {QStringLiteral("tablet"), QStringLiteral("tablet")},
+        {QStringLiteral("laptop"), QStringLiteral("laptop")},
+        {QStringLiteral("tv"), QStringLiteral("tv")},
+        {QStringLiteral("desktop"), QStringLiteral("computer")},
+        {QStringLiteral("server"), QStringLiteral("computer")},
+        {QStringLiteral("headless"), QStringLiteral("computer")},
+    };
+    return symbols.value(device.type, QStringLiteral("devices_other"));
 }
 
 int NearbyDeviceList::rowCount(const QModelIndex &parent) const

@@ -22,6 +22,9 @@ public:
     const QList<NearbyDevice> &devices() const { return m_devices; }
     // Adds a new device, or updates the one with the same kind and id.
     void upsert(const NearbyDevice &device);
+    // Drops the devices of this kind whose ids are not in the list: they
+    // are no longer reachable.
+    void keepOnly(NearbyDevice::Kind kind, const QStringList &ids);
 
     // The picture for a device: a phone, a computer, or a generic device.
     static QString symbolFor(const NearbyDevice &device);

@@ -31,6 +31,17 @@ NearbyShare::NearbyShare(Clock &clock, LocalSendClient::Config localSend, QDBusC
     };
     connect(&m_localSend, &LocalSendClient::deviceFound, this, found);
     connect(&m_kdeConnect, &KdeConnectShare::deviceFound, this, found);
+    connect(&m_kdeConnect, &KdeConnectShare::listed, this, [this](const QStringList &ids) {
+        // A device that went out of range or was unpaired is no longer
+        // offered; one being sent to stays until its transfer ends.
+        QStringList keep = ids;
+        if (m_phase == Phase::Sending && m_target.kind == NearbyDevice::Kind::KdeConnect)
+            keep.append(m_target.id);
+        const int before = m_devices.count();
+        m_devices.keepOnly(NearbyDevice::Kind::KdeConnect, keep);
+        if (m_devices.count() != before)
+            Q_EMIT canPerformChanged();
+    });
     connect(&m_localSend, &LocalSendClient::progress, this, [this](qint64 sent, qint64 total) {
         setProgress(total > 0 ? double(sent) / double(total) : 0);
     });
@@ -120,6 +131,9 @@ QString NearbyShare::statusText() const
     case Phase::Sending:
         return QStringLiteral("Sending to %1…").arg(m_target.name);
     case Phase::Sent:
+        // KDE Connect carries on with the transfer after taking the files.
+        if (m_target.kind == NearbyDevice::Kind::KdeConnect)
+            return QStringLiteral("Handed to KDE Connect for %1").arg(m_target.name);
         return QStringLiteral("Sent to %1").arg(m_target.name);
     case Phase::Failed:
         return QStringLiteral("Couldn't send: ") + m_lastError;
