@@ -162,6 +162,9 @@ bool AppDelegate::launch()
     if (QQmlEngine *engine = m_controller->engine())
         ThumbnailCache::registerImageProvider(*engine);
     m_controller->show();
+    // The device chooser stays until the user picks a device or closes it.
+    connect(m_nearby.get(), &NearbyShare::phaseChanged, this,
+            [this] { m_controller->setAwaitingAnswer(m_nearby->phase() == NearbyShare::Phase::Choosing); });
     connect(m_nowPlaying.get(), &NowPlayingService::trackChanged, this, &AppDelegate::followTrack);
     followTrack();
 

@@ -171,7 +171,7 @@ void NotchWindowController::pointerMoved(std::optional<QPointF> globalPosition)
         if (QGuiApplication::mouseButtons().testFlag(Qt::LeftButton))
             return;
         m_isPressingInNook = false;
-        m_model->releaseHold(ScreenSpace::fromQt(p));
+        releaseHoldAt(p);
     }
     m_model->pointerMoved(ScreenSpace::fromQt(p));
 }
@@ -192,8 +192,26 @@ void NotchWindowController::pressEnded()
 
 void NotchWindowController::releaseHoldAtPointer()
 {
-    if (m_model && !m_model->isTyping())
-        m_model->releaseHold(ScreenSpace::fromQt(QPointF(QCursor::pos())));
+    releaseHoldAt(QPointF(QCursor::pos()));
+}
+
+void NotchWindowController::releaseHoldAt(QPointF qtPosition)
+{
+    if (m_model && !m_model->isTyping() && !m_isAwaitingAnswer)
+        m_model->releaseHold(ScreenSpace::fromQt(qtPosition));
+}
+
+void NotchWindowController::setAwaitingAnswer(bool awaiting)
+{
+    if (m_isAwaitingAnswer == awaiting)
+        return;
+    m_isAwaitingAnswer = awaiting;
+    if (!m_model)
+        return;
+    if (awaiting)
+        m_model->hold();
+    else if (!m_isPressingInNook)
+        releaseHoldAtPointer();
 }
 
 void NotchWindowController::showContextMenu(QPoint globalPosition)

@@ -67,6 +67,9 @@ public:
     void panelExposed();
 
     void setKeyboardFocus(bool on);
+    // Something in the Nook waits for the user's answer (a device to send
+    // to): it stays open wherever the pointer wanders until answered.
+    void setAwaitingAnswer(bool awaiting);
 
 private:
     // SwipeTargets
@@ -85,6 +88,7 @@ private:
     void placePanel();
     void updateInputShape();
     void releaseHoldAtPointer();
+    void releaseHoldAt(QPointF qtPosition);
     void watchScreen(QScreen *screen);
     void scheduleReposition();
     void endPhaselessGesture();
@@ -102,6 +106,7 @@ private:
     QStringList m_videoApps;
 
     bool m_isPressingInNook = false;
+    bool m_isAwaitingAnswer = false;
     bool m_isLocked = false;
     Swipe m_swipe;
     // Touchpads on X11 report no gesture phases: a pause ends the gesture.

@@ -1,7 +1,9 @@
 #!/usr/bin/python3
 """End to end: the real tarnwick binary on a private X11 desktop, driven by
-the pointer as a user would. Usage: tst_notch_e2e.py TARNWICK_BINARY"""
+the pointer as a user would.
+Usage: tst_notch_e2e.py TARNWICK_BINARY DRAG_SOURCE_BINARY KDECONNECT_PAIR_SCRIPT"""
 
+import json
 import os
 import signal
 import subprocess
@@ -13,6 +15,8 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from x11session import X11Session  # noqa: E402
 
 BINARY = os.path.abspath(sys.argv[1])
+DRAG_SOURCE = os.path.abspath(sys.argv[2])
+KDECONNECT_PAIR = os.path.abspath(sys.argv[3])
 WALL_Y = 100      # a row inside the open Nook but below the closed notch
 CENTRE_X = 756    # the screen's centre column
 
@@ -183,6 +187,43 @@ def typing_takes_the_keyboard_and_gives_it_back(s, app):
     s.wait_for(lambda: not app.is_open(), 3, "the Nook stayed open after typing ended")
 
 
+def a_file_dropped_for_a_device_reaches_it_through_kde_connect(s, app):
+    info = s.kdeconnect
+    photo = os.path.join(s.tmp, "holiday photo.jpg")
+    content = os.urandom(300_000)
+    with open(photo, "wb") as f:
+        f.write(content)
+    source = s.spawn([DRAG_SOURCE, "600", "500", photo], stdout=subprocess.PIPE)
+    s.wait_for(lambda: s.window_geometry("drag-source") is not None, 5, "the drag source did not appear")
+    time.sleep(0.3)
+    # Drag the file from the other window onto the notch, then over the
+    # device half of the open Nook, and let go.
+    s.xdotool("mousemove", 680, 560, "mousedown", "1")
+    for x, y in [(690, 540), (720, 300), (750, 100), (CENTRE_X, 10), (760, 12)]:
+        s.xdotool("mousemove", x, y)
+        time.sleep(0.15)
+    s.wait_for(app.is_open, 3, "a file dragged onto the notch did not open it")
+    for x, y in [(800, 40), (880, 70), (900, 72)]:
+        s.xdotool("mousemove", x, y)
+        time.sleep(0.2)
+    s.xdotool("mouseup", "1")
+    assert source.stdout.readline().decode().strip() == "copied", "the Nook did not take the drop"
+    # The chooser waits for an answer even when the pointer wanders off.
+    s.move(CENTRE_X, 600)
+    time.sleep(1.0)
+    assert app.is_open(), "the Nook closed while the user was choosing a device"
+    # The paired device is the only one offered: its row is the first.
+    s.xdotool("mousemove", 600, 96, "click", "1")
+    received = os.path.join(info["downloadsB"], "holiday photo.jpg")
+    s.wait_for(lambda: os.path.exists(received) and os.path.getsize(received) == len(content), 15,
+               "the file never reached the paired device")
+    assert open(received, "rb").read() == content, "the device received other bytes"
+    assert open(photo, "rb").read() == content, "sending changed the original"
+    # Answered: the Nook closes again once the pointer leaves.
+    s.move(CENTRE_X, 600)
+    s.wait_for(lambda: not app.is_open(), 3, "the Nook stayed open after the device was chosen")
+
+
 TESTS = [
     (hover_opens_after_the_dwell_and_closes_after_leaving, {}),
     (clicks_outside_the_outline_reach_the_window_below, {}),
@@ -193,6 +234,7 @@ TESTS = [
     (the_panel_follows_screens_as_they_come_and_go, {"width": 2400}),
     (lock_hides_the_panel_and_unlock_shows_it, {"buses": True}),
     (typing_takes_the_keyboard_and_gives_it_back, {}),
+    (a_file_dropped_for_a_device_reaches_it_through_kde_connect, {"kdeconnect": True}),
 ]
 
 
@@ -201,10 +243,24 @@ def main():
     for test, options in TESTS:
         options = dict(options)
         buses = options.pop("buses", False)
+        kdeconnect = options.pop("kdeconnect", False)
         session = X11Session(**options).start()
         if buses:
             session.start_buses()
             session.mock("--template", "gnome_screensaver")
+        if kdeconnect:
+            # Two real daemons, paired; Tarnwick's session bus is the first's.
+            workdir = os.path.join(session.tmp, "kdeconnect")
+            os.makedirs(workdir)
+            pair = session.spawn(["/usr/bin/python3", KDECONNECT_PAIR, workdir],
+                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+            session.kdeconnect = json.loads(pair.stdout.readline() or "{}")
+            if "busA" not in session.kdeconnect:
+                print(f"FAIL!  {test.__name__}: {session.kdeconnect.get('error', 'the daemons did not pair')}")
+                failed += 1
+                session.stop()
+                continue
+            session.env["DBUS_SESSION_BUS_ADDRESS"] = session.kdeconnect["busA"]
         started = time.monotonic()
         try:
             app = Tarnwick(session)

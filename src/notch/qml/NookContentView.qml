@@ -37,7 +37,12 @@ Item {
         y: nook.bandHeight
         width: nook.base.width - 2 * nook.wallInset
         height: nook.base.height - nook.bandHeight
-        visible: nook.model.hasVisiblePage
+        // The drop choice and the device chooser take the page's place
+        // rather than being read through it.
+        readonly property bool covered: nook.model.isDropTargeted || NearbyShare.phase !== NearbyShare.Idle
+        visible: nook.model.hasVisiblePage && opacity > 0
+        opacity: covered ? 0 : 1
+        Behavior on opacity { NumberAnimation { duration: 140 } }
 
         Repeater {
             model: nook.pages
