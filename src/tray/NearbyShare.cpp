@@ -22,26 +22,14 @@ NearbyShare::NearbyShare(Clock &clock, LocalSendClient::Config localSend, QDBusC
     , m_localSend(std::move(localSend))
     , m_kdeConnect(std::move(bus))
 {
-    const auto found = [this](const NearbyDevice &device) {
-        const int before = m_devices.count();
-        m_devices.upsert(device);
-        // The hint names the devices, so any new one is news.
-        if (m_devices.count() != before)
-            Q_EMIT canPerformChanged();
-    };
-    connect(&m_localSend, &LocalSendClient::deviceFound, this, found);
-    connect(&m_kdeConnect, &KdeConnectShare::deviceFound, this, found);
-    connect(&m_kdeConnect, &KdeConnectShare::listed, this, [this](const QStringList &ids) {
-        // A device that went out of range or was unpaired is no longer
-        // offered; one being sent to stays until its transfer ends.
-        QStringList keep = ids;
-        if (m_phase == Phase::Sending && m_target.kind == NearbyDevice::Kind::KdeConnect)
-            keep.append(m_target.id);
-        const int before = m_devices.count();
-        m_devices.keepOnly(NearbyDevice::Kind::KdeConnect, keep);
-        if (m_devices.count() != before)
-            Q_EMIT canPerformChanged();
-    });
+    // The hint names the devices, so any device coming or going is news.
+    connect(&m_devices, &NearbyDeviceList::countChanged, this, &NearbyShare::canPerformChanged);
+    connect(&m_localSend, &LocalSendClient::deviceFound, &m_devices, &NearbyDeviceList::upsert);
+    connect(&m_kdeConnect, &KdeConnectShare::deviceFound, &m_devices, &NearbyDeviceList::upsert);
+    // A device that went out of range or was unpaired is no longer offered.
+    // A transfer under way keeps its own copy of the device it goes to.
+    connect(&m_kdeConnect, &KdeConnectShare::listed, &m_devices,
+            [this](const QStringList &ids) { m_devices.keepOnly(NearbyDevice::Kind::KdeConnect, ids); });
     connect(&m_localSend, &LocalSendClient::progress, this, [this](qint64 sent, qint64 total) {
         setProgress(total > 0 ? double(sent) / double(total) : 0);
     });

@@ -41,7 +41,6 @@ class Pair:
         self.workdir = workdir
         tag = "tw%d" % os.getpid()
         self.netns = {side: tag + side for side in "ab"}
-        self.buses = {}
         self.processes = []
         self.daemons = {}
 
@@ -98,13 +97,11 @@ class Pair:
         os.makedirs(runtime, mode=0o700, exist_ok=True)
         with open(os.path.join(config, "config"), "w") as f:
             f.write("[General]\nname=%s\n" % NAMES[side])
-        if side not in self.buses:
-            bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address",
-                                    "--address=" + self.bus(side)], stdout=subprocess.PIPE,
-                                   stderr=subprocess.DEVNULL, text=True)
-            bus.stdout.readline()
-            self.buses[side] = bus
-            self.processes.append(bus)
+        bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address",
+                                "--address=" + self.bus(side)], stdout=subprocess.PIPE,
+                               stderr=subprocess.DEVNULL, text=True)
+        bus.stdout.readline()
+        self.processes.append(bus)
         env = dict(os.environ, HOME=home, XDG_RUNTIME_DIR=runtime, XDG_CONFIG_HOME=os.path.join(home, ".config"),
                    XDG_DATA_HOME=os.path.join(home, ".local", "share"), XDG_CACHE_HOME=os.path.join(home, ".cache"),
                    DBUS_SESSION_BUS_ADDRESS=self.bus(side), QT_QPA_PLATFORM="offscreen")
