@@ -206,7 +206,7 @@ void AppDelegate::buildTrayIcon()
     QAction *quit = m_trayMenu->addAction(tr("Quit Tarnwick"), qApp, &QCoreApplication::quit);
     quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
 
-    m_trayIcon = std::make_unique<QSystemTrayIcon>(AppIcon::make(true));
+    m_trayIcon = std::make_unique<QSystemTrayIcon>(AppIcon::tray());
     m_trayIcon->setToolTip(QStringLiteral("Tarnwick"));
     m_trayIcon->setContextMenu(m_trayMenu.get());
     connect(m_trayIcon.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {

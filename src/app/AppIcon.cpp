@@ -41,4 +41,9 @@ QIcon make(bool monochrome, const QColor &colour)
     return icon;
 }
 
+QIcon tray()
+{
+    return QIcon::fromTheme(QStringLiteral(TARNWICK_APP_ID "-symbolic"), make(true));
+}
+
 } // namespace AppIcon

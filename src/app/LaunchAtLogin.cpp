@@ -75,7 +75,7 @@ QString LaunchAtLogin::entryText(const QString &executable)
                           "Name=Tarnwick\n"
                           "Comment=Your screen's notch, made useful\n"
                           "Exec=%1\n"
-                          "Icon=tarnwick\n"
+                          "Icon=" TARNWICK_APP_ID "\n"
                           "Terminal=false\n"
                           "X-GNOME-Autostart-enabled=true\n")
         .arg(quotedExecArgument(executable));

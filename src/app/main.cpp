@@ -24,7 +24,7 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Tarnwick"));
     QApplication::setOrganizationName(QStringLiteral("Tarnwick"));
     QApplication::setApplicationVersion(QStringLiteral(TARNWICK_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("tarnwick"));
+    QApplication::setDesktopFileName(QStringLiteral(TARNWICK_APP_ID));
     // The app lives in the notch and the tray; closing Settings ends nothing.
     QApplication::setQuitOnLastWindowClosed(false);
 

@@ -91,7 +91,7 @@ void PulseAudioOutput::connectToServer()
     pa_proplist *properties = pa_proplist_new();
     pa_proplist_sets(properties, PA_PROP_APPLICATION_NAME, "Tarnwick");
     pa_proplist_sets(properties, PA_PROP_APPLICATION_ID, "tarnwick");
-    pa_proplist_sets(properties, PA_PROP_APPLICATION_ICON_NAME, "tarnwick");
+    pa_proplist_sets(properties, PA_PROP_APPLICATION_ICON_NAME, TARNWICK_APP_ID);
     m_context = pa_context_new_with_proplist(pa_glib_mainloop_get_api(m_loop), "Tarnwick", properties);
     pa_proplist_free(properties);
     if (!m_context) {

@@ -106,6 +106,8 @@ private Q_SLOTS:
         const QString entry = readAll(login.entryPath());
         QVERIFY(entry.contains(QStringLiteral("Exec=\"%1\"").arg(program)));
         QVERIFY(entry.contains(QStringLiteral("X-GNOME-Autostart-enabled=true")));
+        // The icon the package installs, not a name no theme has.
+        QVERIFY(entry.contains(QStringLiteral("\nIcon=" TARNWICK_APP_ID "\n")));
 
         QProcess validate;
         validate.start(QStringLiteral("desktop-file-validate"), {login.entryPath()});
