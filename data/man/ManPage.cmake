@@ -1,0 +1,82 @@
+# Writes a manual page from its template. The CONFIGURATION section is the
+# README's "Configuration" section turned into roff, so the keys a user reads
+# in `man tarnwick` are exactly those of the README and cannot drift apart.
+#
+#   cmake -DTEMPLATE=... -DOUTPUT=... [-DREADME=...] -DPROJECT_VERSION=...
+#         -DCMAKE_INSTALL_FULL_BINDIR=... -P ManPage.cmake
+
+# roff for one line of Markdown text: `code` in bold, everything else as is.
+function(roff_inline text out)
+  string(REPLACE "\\" "\\e" text "${text}")
+  # Code spans name keys, values and paths: their hyphens are real minus signs.
+  set(result "")
+  while(text MATCHES "^([^`]*)`([^`]*)`(.*)$")
+    set(code "${CMAKE_MATCH_2}")
+    string(REPLACE "-" "\\-" code "${code}")
+    string(APPEND result "${CMAKE_MATCH_1}\\fB${code}\\fR")
+    set(text "${CMAKE_MATCH_3}")
+  endwhile()
+  string(APPEND result "${text}")
+  # A line that starts with a dot or a quote would be read as a request.
+  if(result MATCHES "^[.']")
+    set(result "\\&${result}")
+  endif()
+  set(${out} "${result}" PARENT_SCOPE)
+endfunction()
+
+set(TARNWICK_CONFIGURATION "")
+if(DEFINED README)
+  file(READ "${README}" readme)
+  string(FIND "${readme}" "\n## Configuration\n" begin)
+  if(begin EQUAL -1)
+    message(FATAL_ERROR "${README} has no \"## Configuration\" section")
+  endif()
+  math(EXPR begin "${begin} + 18")
+  string(SUBSTRING "${readme}" ${begin} -1 section)
+  string(FIND "${section}" "\n## " end)
+  string(SUBSTRING "${section}" 0 ${end} section)
+  # CMake lists are separated by semicolons: keep the README's own apart.
+  string(REPLACE ";" "<semicolon>" section "${section}")
+  string(REPLACE "\n" ";" lines "${section}")
+
+  set(roff "")
+  set(in_paragraph FALSE)
+  set(rows 0)
+  foreach(line IN LISTS lines)
+    string(REPLACE "<semicolon>" ";" line "${line}")
+    string(STRIP "${line}" line)
+    if(line STREQUAL "" OR line MATCHES "^<!--.*-->$")
+      set(in_paragraph FALSE)
+    elseif(line MATCHES "^\\|")
+      set(in_paragraph FALSE)
+      # The header row and the rule under it say nothing a reader needs.
+      if(line MATCHES "^\\|[-| ]+\\|$" OR line MATCHES "^\\| *key *\\|")
+        continue()
+      endif()
+      if(NOT line MATCHES "^\\|([^|]*)\\|([^|]*)\\|([^|]*)\\|$")
+        message(FATAL_ERROR "README configuration row is not key | default | meaning: ${line}")
+      endif()
+      foreach(i 1 2 3)
+        string(STRIP "${CMAKE_MATCH_${i}}" cell${i})
+      endforeach()
+      roff_inline("${cell1}" key)
+      roff_inline("${cell2}" default)
+      roff_inline("${cell3}" meaning)
+      string(APPEND roff ".TP\n${key}\n${meaning} (default: ${default}).\n")
+      math(EXPR rows "${rows} + 1")
+    else()
+      if(NOT in_paragraph)
+        string(APPEND roff ".PP\n")
+        set(in_paragraph TRUE)
+      endif()
+      roff_inline("${line}" text)
+      string(APPEND roff "${text}\n")
+    endif()
+  endforeach()
+  if(rows EQUAL 0)
+    message(FATAL_ERROR "README's Configuration section has no table of keys")
+  endif()
+  string(REGEX REPLACE "\n$" "" TARNWICK_CONFIGURATION "${roff}")
+endif()
+
+configure_file("${TEMPLATE}" "${OUTPUT}" @ONLY)
