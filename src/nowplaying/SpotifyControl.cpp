@@ -122,6 +122,8 @@ void SpotifyControl::readModes(std::function<void(std::optional<Modes>)> done)
                     const auto properties = qdbus_cast<QVariantMap>(reply.arguments().constFirst());
                     if (const auto read = modesFromProperties(properties))
                         modes = checkReadBack(owner, *read);
+                    else
+                        m_refusingOwner = owner; // it answers, but has no modes to offer
                 }
                 done(modes);
                 finished();
@@ -148,6 +150,8 @@ void SpotifyControl::setMode(bool shuffle, bool on, std::function<void(bool)> do
                 const bool taken = reply.type() == QDBusMessage::ReplyMessage;
                 if (taken)
                     m_pendingWrite = PendingWrite{owner, shuffle, on, m_clock.monotonicNow()};
+                else if (reply.errorName() != QLatin1String("org.freedesktop.DBus.Error.NoReply"))
+                    m_refusingOwner = owner; // it rejects the property outright (read-only, unknown)
                 done(taken);
                 finished();
             });

@@ -16,7 +16,8 @@ class QDBusMessage;
 // call first asks the bus who owns the name and then talks to that owner
 // only, with auto-start off. The official client accepts writes to both
 // properties and ignores them; a write that has not read back after a short
-// while marks that instance as refusing, and from then on its modes read as
+// while marks that instance as refusing, as does a player that offers no
+// modes or rejects the write outright. From then on its modes read as
 // nothing and access() says `Denied`, so the service hides the two states
 // instead of showing guesses.
 //

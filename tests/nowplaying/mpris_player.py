@@ -21,6 +21,7 @@ parser = argparse.ArgumentParser()
 parser.add_argument("--name", default="spotify")
 parser.add_argument("--desktop-entry", default="spotify")
 parser.add_argument("--ignore-writes", action="store_true")
+parser.add_argument("--no-modes", action="store_true")
 parser.add_argument("--shuffle", action="store_true")
 parser.add_argument("--loop", default="None")
 parser.add_argument("--title", default="Song")
@@ -54,6 +55,9 @@ class Player(dbus.service.Object):
                 }, signature="sv"),
             },
         }
+
+        if args.no_modes:
+            del self.values[PLAYER]["Shuffle"], self.values[PLAYER]["LoopStatus"]
 
     def position(self):
         return dbus.Int64(int((time.time() - self.started) * 1e6))

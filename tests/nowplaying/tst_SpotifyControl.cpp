@@ -152,6 +152,17 @@ private Q_SLOTS:
     // shows its result at once, and a player that ignores the click gets
     // its two buttons' state hidden once the last confirmation read shows
     // the write did not take.
+    void playerWithoutModesIsRefused()
+    {
+        startSpotify({QStringLiteral("--no-modes")});
+        ManualClock clock;
+        SpotifyControl control(clock, *m_dbus);
+        QCOMPARE(answer<std::optional<Modes>>([&](auto done) { control.readModes(done); }),
+                 std::optional<std::optional<Modes>>(std::in_place, std::nullopt));
+        QCOMPARE(answer<SpotifyScripting::Access>([&](auto done) { control.access(false, done); }),
+                 std::optional(SpotifyScripting::Access::Denied));
+    }
+
     void serviceFollowsSpotify_data()
     {
         QTest::addColumn<bool>("honours");
