@@ -73,41 +73,34 @@ QByteArray pictureBlock(const QByteArray &image)
         + u32(quint32(image.size())) + image;
 }
 
-// Empty on success, else ffmpeg's complaint.
-QString makeSong(const QDir &music, const QDir &scratch, const Song &song)
+QStringList words(const char *text)
+{
+    return QString::fromUtf8(text).split(QLatin1Char(' '));
+}
+
+// Empty on success, else ffmpeg's complaint. Ogg covers go in a comment,
+// the others are ffmpeg's attached picture (APIC, FLAC picture, covr).
+QString makeSong(const QDir &music, const Song &song)
 {
     const QString out = music.filePath(song.file);
     QDir().mkpath(QFileInfo(out).absolutePath());
     const QString suffix = QFileInfo(out).suffix();
-    QStringList args {QStringLiteral("-y"), QStringLiteral("-loglevel"), QStringLiteral("error"), QStringLiteral("-f"),
-        QStringLiteral("lavfi"), QStringLiteral("-i"),
-        QStringLiteral("sine=frequency=440:sample_rate=8000:duration=%1").arg(song.seconds)};
-    const bool oggFamily = suffix == QLatin1String("opus") || suffix == QLatin1String("ogg");
-    if (song.cover.isValid() && !oggFamily) {
-        const QString cover = scratch.filePath(song.cover.name().mid(1) + QStringLiteral(".png"));
-        QFile file(cover);
-        if (!file.open(QIODevice::WriteOnly) || file.write(png(song.cover)) < 0)
-            return QStringLiteral("cannot write ") + cover;
-        file.close();
-        args << QStringLiteral("-i") << cover << QStringLiteral("-map") << QStringLiteral("0:a")
-             << QStringLiteral("-map") << QStringLiteral("1:v") << QStringLiteral("-c:v") << QStringLiteral("copy")
-             << QStringLiteral("-disposition:v") << QStringLiteral("attached_pic");
-    }
-    if (song.cover.isValid() && oggFamily)
+    const bool ogg = suffix == QLatin1String("opus") || suffix == QLatin1String("ogg");
+    QStringList args = words("-y -loglevel error -f lavfi -i")
+        << QStringLiteral("sine=sample_rate=8000:duration=%1").arg(song.seconds);
+    if (song.cover.isValid() && !ogg)
+        args << words("-f lavfi -i")
+             << QStringLiteral("color=c=0x%1:s=24x24:d=1,format=rgb24").arg(song.cover.name().mid(1))
+             << words("-map 0:a -map 1:v -frames:v 1 -c:v png -disposition:v attached_pic");
+    if (song.cover.isValid() && ogg)
         args << QStringLiteral("-metadata")
              << QStringLiteral("METADATA_BLOCK_PICTURE=")
                 + QString::fromLatin1(pictureBlock(png(song.cover)).toBase64());
-    const QHash<QString, QString> codec{{QStringLiteral("mp3"), QStringLiteral("libmp3lame")},
-        {QStringLiteral("flac"), QStringLiteral("flac")}, {QStringLiteral("m4a"), QStringLiteral("aac")},
-        {QStringLiteral("opus"), QStringLiteral("libopus")}, {QStringLiteral("ogg"), QStringLiteral("libvorbis")}};
-    args << QStringLiteral("-c:a") << codec.value(suffix);
-    if (suffix == QLatin1String("mp3"))
-        args << QStringLiteral("-id3v2_version") << QStringLiteral("3");
-    if (!song.title.isEmpty())
-        args << QStringLiteral("-metadata") << QStringLiteral("title=") + song.title;
-    if (!song.artist.isEmpty())
-        args << QStringLiteral("-metadata") << QStringLiteral("artist=") + song.artist;
-    args << out;
+    const QHash<QString, const char *> codec{{QStringLiteral("mp3"), "-c:a libmp3lame -id3v2_version 3"},
+        {QStringLiteral("flac"), "-c:a flac"}, {QStringLiteral("m4a"), "-c:a aac"},
+        {QStringLiteral("opus"), "-c:a libopus"}, {QStringLiteral("ogg"), "-c:a libvorbis"}};
+    args << words(codec.value(suffix)) << QStringLiteral("-metadata") << QStringLiteral("title=") + song.title
+         << QStringLiteral("-metadata") << QStringLiteral("artist=") + song.artist << out;
     QProcess ffmpeg;
     ffmpeg.start(QStringLiteral("ffmpeg"), args);
     if (!ffmpeg.waitForStarted())
@@ -134,16 +127,14 @@ class tst_LocalArtworkFinder : public QObject
 
     QTemporaryDir m_home;
     QDir m_music;
-    QDir m_scratch;
     QString cacheFile() const{ return m_home.filePath(QStringLiteral("cache/music-index")); }
 
 private Q_SLOTS:
     void initTestCase()
     {
         m_music = QDir(m_home.filePath(QStringLiteral("Music")));
-        m_scratch = QDir(m_home.path());
         for (const Song &song : kSongs) {
-            const QString error = makeSong(m_music, m_scratch, song);
+            const QString error = makeSong(m_music, song);
             QVERIFY2(error.isEmpty(), qPrintable(song.file + QStringLiteral(": ") + error));
         }
     }
@@ -216,7 +207,7 @@ private Q_SLOTS:
         Song changed = kSongs[5];
         changed.cover = kOrange;
         QVERIFY(QFile::remove(m_music.filePath(changed.file)));
-        QVERIFY(makeSong(m_music, m_scratch, changed).isEmpty());
+        QVERIFY(makeSong(m_music, changed).isEmpty());
         QVERIFY(QFile::remove(m_music.filePath(kSongs[6].file)));
         // No walk until one is due; covers are always read from the file.
         QCOMPARE(coverColour(finder, {QStringLiteral("Night Drive"), {}, {}, {}}), std::optional(kOrange));
@@ -226,8 +217,8 @@ private Q_SLOTS:
         QCOMPARE(refreshed.takeFirst(), (QVariantList{1, int(kSongs.size()) - 2, 1, qsizetype(kSongs.size() - 1)}));
 
         QVERIFY(QFile::remove(m_music.filePath(changed.file)));
-        QVERIFY(makeSong(m_music, m_scratch, kSongs[5]).isEmpty());
-        QVERIFY(makeSong(m_music, m_scratch, kSongs[6]).isEmpty());
+        QVERIFY(makeSong(m_music, kSongs[5]).isEmpty());
+        QVERIFY(makeSong(m_music, kSongs[6]).isEmpty());
     }
 
     // A player that sends no cover, through the real helper and service: the
