@@ -12,7 +12,9 @@
 #include "calendar/VdirEventStore.h"
 #include "notch/QtScreenSource.h"
 #include "nowplaying/NowPlayingAdapter.h"
+#include "nowplaying/LocalArtworkFinder.h"
 #include "nowplaying/NowPlayingService.h"
+#include "nowplaying/SpotifyControl.h"
 #include "tray/FileFeeds.h"
 #include "tray/NearbyShare.h"
 #include "tray/ThumbnailCache.h"
@@ -122,8 +124,12 @@ bool AppDelegate::launch()
     m_motion->read();
 
     // 3. Now Playing runs only while its page is switched on.
+    m_spotify = std::make_unique<SpotifyControl>(Clock::system());
+    m_localArtwork = std::make_unique<LocalArtworkFinder>(Clock::system(), LocalArtworkFinder::defaultMusicFolder(),
+                                                          LocalArtworkFinder::defaultCacheFile());
     m_nowPlaying = std::make_unique<NowPlayingService>(Clock::system(),
-                                                       NowPlayingAdapter::create(NowPlayingAdapter::findHelper()));
+                                                       NowPlayingAdapter::create(NowPlayingAdapter::findHelper()),
+                                                       m_spotify.get(), m_localArtwork.get());
     NowPlayingService::setInstance(m_nowPlaying.get());
     followNowPlayingSwitch();
     connect(m_settings.get(), &NookSettings::showsNowPlayingChanged, this, &AppDelegate::followNowPlayingSwitch);

@@ -6,6 +6,8 @@
 class LaunchAtLogin;
 class MotionPreference;
 class NowPlayingService;
+class SpotifyControl;
+class LocalArtworkFinder;
 class CalendarAgenda;
 class VdirEventStore;
 class DayStripControl;
@@ -58,6 +60,9 @@ private:
     std::unique_ptr<NookSettings> m_settings;
     std::unique_ptr<LaunchAtLogin> m_launchAtLogin;
     std::unique_ptr<MotionPreference> m_motion;
+    // Before the service, so they outlive it.
+    std::unique_ptr<SpotifyControl> m_spotify;
+    std::unique_ptr<LocalArtworkFinder> m_localArtwork;
     std::unique_ptr<NowPlayingService> m_nowPlaying;
     std::unique_ptr<ThumbnailCache> m_thumbnails;
     std::unique_ptr<TrayStore> m_tray;

@@ -5,6 +5,7 @@
 
 #include <QLocale>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -414,19 +415,25 @@ void NowPlayingService::readSpotifyModes(const QString &title)
         if (!alive.lock())
             return;
         if (!modes) {
-            // No answer: find out whether the user refused us.
-            m_spotify->access(false, [this, alive](SpotifyScripting::Access access) {
-                if (alive.lock() && access == SpotifyScripting::Access::Denied && !m_spotifyDenied) {
-                    m_spotifyDenied = true;
-                    refreshSpotifyTrack();
-                }
-            });
+            checkSpotifyRefusal();
             return;
         }
         if (m_isSpotifySettling)
             return;
         m_spotifyModes = modes;
         refreshSpotifyTrack();
+    });
+}
+
+// No answer: find out whether Spotify refuses us, so we stop asking.
+void NowPlayingService::checkSpotifyRefusal()
+{
+    std::weak_ptr<bool> alive = m_alive;
+    m_spotify->access(false, [this, alive](SpotifyScripting::Access access) {
+        if (alive.lock() && access == SpotifyScripting::Access::Denied && !m_spotifyDenied) {
+            m_spotifyDenied = true;
+            refreshSpotifyTrack();
+        }
     });
 }
 
@@ -460,6 +467,7 @@ void NowPlayingService::confirmSpotify()
 {
     m_confirmation.cancel();
     const quint64 generation = ++m_confirmGeneration;
+    m_confirmationStartedAt = m_clock.monotonicNow();
     confirmStep(generation, m_spotifyClicks, 0);
 }
 
@@ -467,14 +475,18 @@ void NowPlayingService::confirmStep(quint64 generation, int clicks, size_t step)
 {
     if (step >= m_confirmationDelays.size())
         return;
-    const double previous = step == 0 ? 0.0 : m_confirmationDelays[step - 1];
-    m_confirmation.start(m_confirmationDelays[step] - previous, [this, generation, clicks, step] {
+    // Each read is timed from the start, so a slow answer does not push the
+    // later reads back.
+    const double wait = std::max(0.0, m_confirmationStartedAt + m_confirmationDelays[step] - m_clock.monotonicNow());
+    m_confirmation.start(wait, [this, generation, clicks, step] {
         std::weak_ptr<bool> alive = m_alive;
         m_spotify->readModes([this, alive, generation, clicks, step](std::optional<SpotifyScripting::Modes> read) {
             // A newer click owns the outcome now.
             if (!alive.lock() || generation != m_confirmGeneration || clicks != m_spotifyClicks)
                 return;
             const bool last = step + 1 >= m_confirmationDelays.size();
+            if (!read)
+                checkSpotifyRefusal();
             if ((read && read == m_spotifyModes) || last) {
                 if (read)
                     m_spotifyModes = read;

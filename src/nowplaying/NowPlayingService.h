@@ -171,6 +171,7 @@ private:
     bool isSpotify(const NowPlayingTrack &track) const;
     void fillSpotifyModes(NowPlayingTrack &track) const;
     void readSpotifyModes(const QString &title);
+    void checkSpotifyRefusal();
     void toggleSpotify(bool shuffle);
     void confirmSpotify();
     void confirmStep(quint64 generation, int clicks, size_t step);
@@ -212,6 +213,7 @@ private:
     bool m_isSpotifySettling = false;
     quint64 m_confirmGeneration = 0;
     std::vector<double> m_confirmationDelays{0.6, 1.0, 2.0};
+    double m_confirmationStartedAt = 0;
     ClockSlot m_confirmation;
 
     // Covers found on disk, by song; an empty value means none was found.

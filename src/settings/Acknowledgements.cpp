@@ -19,6 +19,8 @@ QList<Component> components()
          QStringLiteral("libpulse0")},
         {QStringLiteral("libical"), QStringLiteral("calendars"), QStringLiteral("GNU LGPL 2.1 or MPL 2.0"),
          QStringLiteral("libical3")},
+        {QStringLiteral("TagLib"), QStringLiteral("covers and tags of your own music files"),
+         QStringLiteral("GNU LGPL 2.1 or MPL 1.1"), QStringLiteral("libtag1v5")},
         {QStringLiteral("Material Icons"), QStringLiteral("the symbols of every button"),
          QStringLiteral("Apache License 2.0"), QStringLiteral("fonts-material-design-icons-iconfont")},
     };

@@ -1,0 +1,264 @@
+// Covers from a Music folder of real files in four formats, made by ffmpeg
+// when the test starts: which file wins, what a title matches, what the
+// cache on disk spares after a restart, and the whole way from a cover-less
+// player through the real helper and service to the displayed cover.
+
+#include "core/Clock.h"
+#include "core/ManualClock.h"
+#include "nowplaying/LocalArtworkFinder.h"
+#include "nowplaying/NowPlayingAdapter.h"
+#include "nowplaying/NowPlayingService.h"
+#include "support/PrivateBus.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QImage>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QtEndian>
+
+namespace {
+
+struct Song
+{
+    QString file; // under the Music folder
+    QString title;
+    QString artist;
+    double seconds;
+    QColor cover; // invalid: none
+};
+
+const QColor kRed(200, 30, 30), kGreen(30, 160, 60), kBlue(40, 70, 200), kYellow(230, 200, 20), kMagenta(190, 40, 170),
+    kCyan(20, 180, 190), kOrange(240, 130, 20);
+
+// Two songs share a title by different artists, one more is 3 s longer;
+// a title holds a double quote and an asterisk beside a title it would
+// match as a pattern; one file is known by its name only.
+const QList<Song> kSongs {
+    {QStringLiteral("a/Blue Hour.mp3"), QStringLiteral("Blue Hour"), QStringLiteral("Ana"), 33, kRed},
+    {QStringLiteral("b/blue hour.flac"), QStringLiteral("Blue Hour"), QStringLiteral("Other"), 30.5, kGreen},
+    {QStringLiteral("c/x.m4a"), QStringLiteral("Blue Hour"), QStringLiteral("Ana"), 31.5, kBlue},
+    {QStringLiteral("d/one.opus"), QStringLiteral("Señor \"Star\" *"), QStringLiteral("X"), 20, kYellow},
+    {QStringLiteral("d/two.ogg"), QStringLiteral("Señor \"Star\" Light"), QStringLiteral("X"), 20, kMagenta},
+    {QStringLiteral("e/Night Drive.mp3"), QString(), QString(), 12, kCyan},
+    {QStringLiteral("e/Plain.flac"), QStringLiteral("Plain"), QStringLiteral("Ana"), 12, QColor()},
+};
+
+QByteArray png(const QColor &color)
+{
+    QImage image(24, 24, QImage::Format_RGB32);
+    image.fill(color);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+// Vorbis comments carry a cover as a FLAC picture block in base64.
+QByteArray pictureBlock(const QByteArray &image)
+{
+    auto u32 = [](quint32 v) {
+        QByteArray b(4, 0);
+        qToBigEndian(v, b.data());
+        return b;
+    };
+    const QByteArray mime = "image/png";
+    return u32(3) + u32(quint32(mime.size())) + mime + u32(0) + u32(24) + u32(24) + u32(24) + u32(0)
+        + u32(quint32(image.size())) + image;
+}
+
+QStringList words(const char *text)
+{
+    return QString::fromUtf8(text).split(QLatin1Char(' '));
+}
+
+// Empty on success, else ffmpeg's complaint. Ogg covers go in a comment,
+// the others are ffmpeg's attached picture (APIC, FLAC picture, covr).
+QString makeSong(const QDir &music, const Song &song)
+{
+    const QString out = music.filePath(song.file);
+    QDir().mkpath(QFileInfo(out).absolutePath());
+    const QString suffix = QFileInfo(out).suffix();
+    const bool ogg = suffix == QLatin1String("opus") || suffix == QLatin1String("ogg");
+    QStringList args = words("-y -loglevel error -f lavfi -i")
+        << QStringLiteral("sine=sample_rate=8000:duration=%1").arg(song.seconds);
+    if (song.cover.isValid() && !ogg)
+        args << words("-f lavfi -i")
+             << QStringLiteral("color=c=0x%1:s=24x24:d=1,format=rgb24").arg(song.cover.name().mid(1))
+             << words("-map 0:a -map 1:v -frames:v 1 -c:v png -disposition:v attached_pic");
+    if (song.cover.isValid() && ogg)
+        args << QStringLiteral("-metadata")
+             << QStringLiteral("METADATA_BLOCK_PICTURE=")
+                + QString::fromLatin1(pictureBlock(png(song.cover)).toBase64());
+    const QHash<QString, const char *> codec{{QStringLiteral("mp3"), "-c:a libmp3lame -id3v2_version 3"},
+        {QStringLiteral("flac"), "-c:a flac"}, {QStringLiteral("m4a"), "-c:a aac"},
+        {QStringLiteral("opus"), "-c:a libopus"}, {QStringLiteral("ogg"), "-c:a libvorbis"}};
+    args << words(codec.value(suffix)) << QStringLiteral("-metadata") << QStringLiteral("title=") + song.title
+         << QStringLiteral("-metadata") << QStringLiteral("artist=") + song.artist << out;
+    QProcess ffmpeg;
+    ffmpeg.start(QStringLiteral("ffmpeg"), args);
+    if (!ffmpeg.waitForStarted())
+        return QStringLiteral("ffmpeg is not installed (Debian package ffmpeg)");
+    ffmpeg.waitForFinished(60000);
+    return ffmpeg.exitCode() == 0 ? QString() : QString::fromUtf8(ffmpeg.readAllStandardError());
+}
+
+std::optional<QColor> coverColour(LocalArtworkFinder &finder, const LocalArtworkSearch::Query &query)
+{
+    std::optional<std::optional<QByteArray>> got;
+    finder.artwork(query, [&got](std::optional<QByteArray> cover) { got.emplace(cover); });
+    if (!QTest::qWaitFor([&got] { return got.has_value(); }, 20000) || !*got)
+        return std::nullopt;
+    const QImage image = QImage::fromData(**got);
+    return image.isNull() ? QColor(Qt::black) : image.pixelColor(0, 0);
+}
+
+} // namespace
+
+class tst_LocalArtworkFinder : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_home;
+    QDir m_music;
+    QString cacheFile() const{ return m_home.filePath(QStringLiteral("cache/music-index")); }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_music = QDir(m_home.filePath(QStringLiteral("Music")));
+        for (const Song &song : kSongs) {
+            const QString error = makeSong(m_music, song);
+            QVERIFY2(error.isEmpty(), qPrintable(song.file + QStringLiteral(": ") + error));
+        }
+    }
+
+    void picksTheMatchingCover_data()
+    {
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("artist");
+        QTest::addColumn<double>("duration"); // < 0: unknown
+        QTest::addColumn<QColor>("cover"); // invalid: none found
+
+        QTest::newRow("the artist's file wins over a closer one") << "Blue Hour"
+                                                                  << "Ana" << 30.0 << kBlue;
+        QTest::newRow("then the closest length") << "Blue Hour"
+                                                 << "Ana" << 33.0 << kRed;
+        QTest::newRow("the artist's file 3 s longer is another recording") << "Blue Hour"
+                                                                           << "Ana" << 28.5 << kGreen;
+        QTest::newRow("unknown artist: closest length") << "BLUE HOUR"
+                                                        << "" << 30.0 << kGreen;
+        QTest::newRow("other artist listed in the file") << "blue hour"
+                                                         << "other" << 30.0 << kGreen;
+        QTest::newRow("nothing within 2 s") << "Blue Hour"
+                                            << "Ana" << 36.0 << QColor();
+        QTest::newRow("quote and asterisk match only themselves") << "Señor \"Star\" *"
+                                                                  << "" << 20.0 << kYellow;
+        QTest::newRow("case and accents ignored") << "SENOR \"STAR\" *"
+                                                  << "x" << -1.0 << kYellow;
+        QTest::newRow("a lone asterisk is no wildcard") << "*"
+                                                        << "" << -1.0 << QColor();
+        QTest::newRow("file name without extension") << "night drive"
+                                                     << "" << 12.0 << kCyan;
+        QTest::newRow("a file without a cover") << "Plain"
+                                                << "Ana" << 12.0 << QColor();
+        QTest::newRow("unknown title") << "Nowhere"
+                                       << "" << -1.0 << QColor();
+    }
+    void picksTheMatchingCover()
+    {
+        QFETCH(QString, title);
+        QFETCH(QString, artist);
+        QFETCH(double, duration);
+        QFETCH(QColor, cover);
+        ManualClock clock;
+        LocalArtworkFinder finder(clock, m_music.path(), cacheFile());
+        const auto found = coverColour(finder,
+            {title, artist.isEmpty() ? std::nullopt : std::optional(artist), std::nullopt,
+                duration < 0 ? std::nullopt : std::optional(duration)});
+        QCOMPARE(found.value_or(QColor()), cover);
+    }
+
+    // A restart reads no unchanged file; a look-up after a while walks the
+    // folder again and sees a changed file and a removed one.
+    void cacheSparesUnchangedFiles()
+    {
+        QFile::remove(cacheFile());
+        ManualClock clock;
+        {
+            LocalArtworkFinder first(clock, m_music.path(), cacheFile());
+            QSignalSpy built(&first, &LocalArtworkFinder::refreshed);
+            QVERIFY(built.wait(20000));
+            QCOMPARE(built.first().at(0).toInt(), kSongs.size());
+        }
+        QVERIFY(QFileInfo(cacheFile()).size() > 0);
+
+        LocalArtworkFinder finder(clock, m_music.path(), cacheFile());
+        QSignalSpy refreshed(&finder, &LocalArtworkFinder::refreshed);
+        QVERIFY(refreshed.wait(20000));
+        QCOMPARE(refreshed.takeFirst(), (QVariantList{0, int(kSongs.size()), 0, qsizetype(kSongs.size())}));
+
+        Song changed = kSongs[5];
+        changed.cover = kOrange;
+        QVERIFY(QFile::remove(m_music.filePath(changed.file)));
+        QVERIFY(makeSong(m_music, changed).isEmpty());
+        QVERIFY(QFile::remove(m_music.filePath(kSongs[6].file)));
+        // No walk until one is due; covers are always read from the file.
+        QCOMPARE(coverColour(finder, {QStringLiteral("Night Drive"), {}, {}, {}}), std::optional(kOrange));
+        QCOMPARE(refreshed.count(), 0);
+        clock.advance(LocalArtworkFinder::kRefreshAfter);
+        QCOMPARE(coverColour(finder, {QStringLiteral("Night Drive"), {}, {}, {}}), std::optional(kOrange));
+        QCOMPARE(refreshed.takeFirst(), (QVariantList{1, int(kSongs.size()) - 2, 1, qsizetype(kSongs.size() - 1)}));
+
+        QVERIFY(QFile::remove(m_music.filePath(changed.file)));
+        QVERIFY(makeSong(m_music, kSongs[5]).isEmpty());
+        QVERIFY(makeSong(m_music, kSongs[6]).isEmpty());
+    }
+
+    // A player that sends no cover, through the real helper and service: the
+    // cover from the Music folder shows about a second later, and the accent
+    // colour takes the album's hue.
+    void coverArrivesThroughTheService()
+    {
+        PrivateBus bus;
+        const QString error = bus.start();
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        qputenv("DBUS_SESSION_BUS_ADDRESS", bus.address().toUtf8());
+        QProcess player;
+        player.start(QStringLiteral("/usr/bin/python3"),
+            {QStringLiteral(TARNWICK_TESTS_DIR "/nowplaying/mpris_player.py"), QStringLiteral("--name=music"),
+                QStringLiteral("--desktop-entry=org.example.Music"), QStringLiteral("--title=Blue Hour"),
+                QStringLiteral("--artist=Ana"), QStringLiteral("--seconds=30")});
+        QVERIFY2(player.waitForStarted(), "install the Debian package python3");
+
+        LocalArtworkFinder finder(Clock::system(), m_music.path(), cacheFile());
+        NowPlayingService service(
+            Clock::system(), NowPlayingAdapter::create(QStringLiteral(TARNWICK_HELPER_PATH)), nullptr, &finder);
+        const QColor before = service.accentColorValue();
+        service.start();
+        QTRY_COMPARE_WITH_TIMEOUT(service.title(), QStringLiteral("Blue Hour"), 15000);
+        QElapsedTimer shown;
+        shown.start();
+        QVERIFY(!service.hasArtwork());
+        QTRY_VERIFY_WITH_TIMEOUT(service.hasArtwork(), 10000);
+        const qint64 after = shown.elapsed();
+        qInfo("cover shown %lld ms after the title", after);
+        QVERIFY2(after >= 900 && after < 4000, qPrintable(QString::number(after)));
+        QCOMPARE(service.artwork().pixelColor(0, 0), kBlue);
+        const QColor accent = service.accentColorValue();
+        QVERIFY(accent != before);
+        QVERIFY(accent.blue() > 2 * accent.red() && accent.blue() > 2 * accent.green());
+        service.stop();
+        player.kill();
+        player.waitForFinished();
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_LocalArtworkFinder)
+#include "tst_LocalArtworkFinder.moc"

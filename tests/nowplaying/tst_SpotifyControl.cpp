@@ -1,0 +1,217 @@
+// Spotify's shuffle and repeat against a scripted MPRIS player that owns
+// Spotify's bus name on a private session bus, once behaving like the
+// official client (writes accepted and ignored) and once honouring them.
+
+#include "FakeAdapter.h"
+#include "core/ManualClock.h"
+#include "nowplaying/NowPlayingService.h"
+#include "nowplaying/SpotifyControl.h"
+#include "support/PrivateBus.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+
+using Modes = SpotifyScripting::Modes;
+Q_DECLARE_METATYPE(std::optional<Modes>)
+
+namespace {
+
+const QString kScript = QStringLiteral(TARNWICK_TESTS_DIR "/nowplaying/mpris_player.py");
+
+template<typename T, typename Call> std::optional<T> answer(Call call)
+{
+    std::optional<T> got;
+    call([&got](T value) { got.emplace(value); });
+    if (!QTest::qWaitFor([&got] { return got.has_value(); }, 5000))
+        return std::nullopt;
+    return got;
+}
+
+} // namespace
+
+class tst_SpotifyControl : public QObject
+{
+    Q_OBJECT
+
+    PrivateBus m_bus;
+    QTemporaryDir m_dir;
+    std::unique_ptr<QDBusConnection> m_dbus;
+    QProcess m_spotify;
+
+    QString marker() const{ return m_dir.filePath(QStringLiteral("launched")); }
+    bool spotifyRunning() const{ return m_dbus->interface()->isServiceRegistered(SpotifyControl::kBusName); }
+
+    void startSpotify(const QStringList &arguments)
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), m_bus.address());
+        m_spotify.setProcessEnvironment(env);
+        m_spotify.start(QStringLiteral("/usr/bin/python3"), QStringList{kScript} + arguments);
+        QVERIFY2(m_spotify.waitForStarted(), "install the Debian package python3");
+        QTRY_VERIFY2_WITH_TIMEOUT(spotifyRunning() || m_spotify.state() == QProcess::NotRunning, "", 10000);
+        QVERIFY2(spotifyRunning(),
+            qPrintable(QStringLiteral("the scripted player did not start (Debian packages "
+                                      "python3-dbus, python3-gi): ")
+                + QString::fromUtf8(m_spotify.readAllStandardError())));
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        // A service file for Spotify's name on the private bus: anything that
+        // lets the bus auto-start it would launch the script, which leaves a
+        // marker behind.
+        QVERIFY(QDir(m_dir.path()).mkpath(QStringLiteral("dbus-1/services")));
+        QFile service(m_dir.filePath(QStringLiteral("dbus-1/services/spotify.service")));
+        QVERIFY(service.open(QIODevice::WriteOnly));
+        service.write(QStringLiteral("[D-BUS Service]\nName=%1\nExec=/usr/bin/python3 %2 --marker %3\n")
+                          .arg(SpotifyControl::kBusName, kScript, marker())
+                          .toUtf8());
+        service.close();
+        qputenv("XDG_DATA_DIRS", m_dir.path().toUtf8());
+        const QString error = m_bus.start();
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        m_dbus = std::make_unique<QDBusConnection>(
+            QDBusConnection::connectToBus(m_bus.address(), QStringLiteral("tst_SpotifyControl")));
+        QVERIFY(m_dbus->isConnected());
+    }
+
+    void cleanup()
+    {
+        if (m_spotify.state() != QProcess::NotRunning) {
+            m_spotify.kill();
+            m_spotify.waitForFinished();
+        }
+        QTRY_VERIFY(!spotifyRunning());
+    }
+
+    void modesFromProperties_data()
+    {
+        QTest::addColumn<QVariantMap>("properties");
+        QTest::addColumn<std::optional<Modes>>("modes");
+        const auto props = [](const QVariant &shuffle, const QVariant &loop) {
+            QVariantMap map{{QStringLiteral("PlaybackStatus"), QStringLiteral("Playing")}};
+            if (shuffle.isValid())
+                map.insert(QStringLiteral("Shuffle"), shuffle);
+            if (loop.isValid())
+                map.insert(QStringLiteral("LoopStatus"), loop);
+            return map;
+        };
+        QTest::newRow("one track repeats") << props(true, QStringLiteral("Track")) << std::optional(Modes{true, true});
+        QTest::newRow("playlist repeats")
+            << props(false, QStringLiteral("Playlist")) << std::optional(Modes{false, true});
+        QTest::newRow("no shuffle") << props({}, QStringLiteral("None")) << std::optional<Modes>();
+        QTest::newRow("shuffle as text") << props(QStringLiteral("true"), QStringLiteral("None"))
+                                         << std::optional<Modes>();
+        QTest::newRow("unknown loop status") << props(true, QStringLiteral("Forever")) << std::optional<Modes>();
+    }
+    void modesFromProperties()
+    {
+        QFETCH(QVariantMap, properties);
+        QFETCH(std::optional<Modes>, modes);
+        QCOMPARE(SpotifyControl::modesFromProperties(properties), modes);
+    }
+
+    void neverStartsSpotify()
+    {
+        ManualClock clock;
+        SpotifyControl control(clock, *m_dbus);
+        QCOMPARE(answer<std::optional<Modes>>([&](auto done) { control.readModes(done); }),
+            std::optional<std::optional<Modes>>(std::in_place, std::nullopt));
+        QCOMPARE(answer<bool>([&](auto done) { control.setShuffle(true, done); }), std::optional(false));
+        QCOMPARE(answer<bool>([&](auto done) { control.setRepeat(true, done); }), std::optional(false));
+        QCOMPARE(answer<SpotifyScripting::Access>([&](auto done) { control.access(true, done); }),
+            std::optional(SpotifyScripting::Access::Unavailable));
+        QVERIFY(!spotifyRunning());
+        QVERIFY(!QFile::exists(marker()));
+
+        // The trap was armed: an ordinary call to the name does start it.
+        QDBusMessage ping
+            = QDBusMessage::createMethodCall(SpotifyControl::kBusName, QStringLiteral("/org/mpris/MediaPlayer2"),
+                QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping"));
+        m_dbus->call(ping, QDBus::Block, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(marker()), 10000);
+        const QDBusMessage owner
+            = m_dbus->call(QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                               QStringLiteral("/org/freedesktop/DBus"), QStringLiteral("org.freedesktop.DBus"),
+                               QStringLiteral("GetConnectionUnixProcessID"))
+                << SpotifyControl::kBusName);
+        QVERIFY(::kill(pid_t(owner.arguments().value(0).toUInt()), SIGTERM) == 0);
+        QFile::remove(marker());
+    }
+
+    // Through the real service: the modes Spotify reports are shown, a click
+    // shows its result at once, and a player that ignores the click gets
+    // its two buttons' state hidden once the last confirmation read shows
+    // the write did not take.
+    void playerWithoutModesIsRefused()
+    {
+        startSpotify({QStringLiteral("--no-modes")});
+        ManualClock clock;
+        SpotifyControl control(clock, *m_dbus);
+        QCOMPARE(answer<std::optional<Modes>>([&](auto done) { control.readModes(done); }),
+                 std::optional<std::optional<Modes>>(std::in_place, std::nullopt));
+        QCOMPARE(answer<SpotifyScripting::Access>([&](auto done) { control.access(false, done); }),
+                 std::optional(SpotifyScripting::Access::Denied));
+    }
+
+    void serviceFollowsSpotify_data()
+    {
+        QTest::addColumn<bool>("honours");
+        QTest::newRow("honours writes") << true;
+        QTest::newRow("ignores writes (official client)") << false;
+    }
+    void serviceFollowsSpotify()
+    {
+        QFETCH(bool, honours);
+        startSpotify(honours ? QStringList{QStringLiteral("--shuffle"), QStringLiteral("--loop=Track")}
+                             : QStringList {QStringLiteral("--ignore-writes"), QStringLiteral("--shuffle"),
+                                 QStringLiteral("--loop=Track")});
+        ManualClock clock;
+        SpotifyControl control(clock, *m_dbus);
+        NowPlayingService service(clock, std::make_unique<FakeAdapter>(), &control);
+
+        NowPlayingTrack track;
+        track.title = QStringLiteral("Song");
+        track.appBundleIdentifier = NowPlayingService::kSpotifyId;
+        track.isPlaying = true;
+        track.timestamp = clock.now();
+        service.apply(track, clock.now());
+        QTRY_VERIFY(service.shuffleOn() && service.repeatOn());
+        QVERIFY(!service.repeatOne()); // the button has two states for Spotify
+
+        service.advanceShuffle();
+        QVERIFY(service.shuffleKnown() && !service.shuffleOn());
+        for (double step : {0.6, 0.4, 1.0}) {
+            QTRY_COMPARE(clock.pendingCount(), 1);
+            clock.advance(step);
+            if (honours)
+                break;
+        }
+        if (honours) {
+            QTRY_COMPARE(clock.pendingCount(), 0);
+            QVERIFY(service.shuffleKnown() && !service.shuffleOn() && service.repeatOn());
+        } else {
+            QTRY_VERIFY(!service.shuffleKnown());
+            QVERIFY(!service.repeatKnown());
+            QCOMPARE(answer<SpotifyScripting::Access>([&](auto done) { control.access(false, done); }),
+                std::optional(SpotifyScripting::Access::Denied));
+        }
+        const QDBusMessage shuffle = m_dbus->call(
+            QDBusMessage::createMethodCall(SpotifyControl::kBusName, QStringLiteral("/org/mpris/MediaPlayer2"),
+                QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"))
+            << QStringLiteral("org.mpris.MediaPlayer2.Player") << QStringLiteral("Shuffle"));
+        QCOMPARE(shuffle.arguments().value(0).value<QDBusVariant>().variant().toBool(), !honours);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_SpotifyControl)
+#include "tst_SpotifyControl.moc"
