@@ -247,8 +247,14 @@ ScrollInput NotchWindowController::scrollInput(const QWheelEvent &event, ScrollI
     const bool touchpad = event.device() != nullptr && event.device()->type() == QInputDevice::DeviceType::TouchPad;
     in.precise = !event.pixelDelta().isNull() || touchpad;
     // angleDelta is in eighths of a degree; 8 of them make the pixel-ish
-    // unit touchpads without pixel deltas report.
-    in.delta = !event.pixelDelta().isNull() ? QPointF(event.pixelDelta()) : QPointF(event.angleDelta()) / 8.0;
+    // unit touchpads without pixel deltas report. Wheels keep the raw units,
+    // counted into whole notches of 120.
+    if (!event.pixelDelta().isNull())
+        in.delta = QPointF(event.pixelDelta());
+    else if (in.precise)
+        in.delta = QPointF(event.angleDelta()) / 8.0;
+    else
+        in.delta = QPointF(event.angleDelta());
     in.inverted = event.inverted();
     return in;
 }
