@@ -100,8 +100,9 @@ bool AppDelegate::launch()
     if (isRunningTests())
         return true;
 
+    const bool toggle = QCoreApplication::arguments().contains(QStringLiteral("--toggle"));
     m_instance = new SingleInstance(SingleInstance::defaultSocketPath(), this);
-    if (!m_instance->claim())
+    if (!m_instance->claim(toggle ? SingleInstance::Request::Toggle : SingleInstance::Request::ShowSettings))
         return false;
     connect(m_instance, &SingleInstance::anotherLaunch, this, &AppDelegate::openSettings);
 
@@ -175,6 +176,11 @@ bool AppDelegate::launch()
     m_screenLock->start();
 
     buildTrayIcon();
+    // A keyboard shortcut reaches the Nook through the running instance.
+    connect(m_instance, &SingleInstance::toggleRequested, m_controller.get(),
+            &NotchWindowController::toggleWithKeyboard);
+    if (toggle)
+        m_controller->toggleWithKeyboard();
     return true;
 }
 

@@ -46,6 +46,7 @@ private Q_SLOTS:
         m_settings = std::make_unique<NookSettings>(*m_defaults);
         m_clock = std::make_unique<ManualClock>();
         m_model = std::make_unique<NotchViewModel>(geometry(), *m_settings, *m_clock);
+        m_model->setMirrorAvailable(true);
     }
     void cleanup()
     {
@@ -93,6 +94,80 @@ private Q_SLOTS:
         m_clock->advance(0.4);
         QVERIFY(!model().isExpanded());
         QCOMPARE(model().outlineAnimation(), NotchViewModel::kCloseSpring);
+    }
+
+    // Every part of the outline (state, rectangle, radii, the content fade
+    // that follows the state) is announced only after the spring of its own
+    // change: the first opening does not snap, closing does not overshoot.
+    void outlineMovesOnTheSpringOfItsOwnChange_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<Spring>("spring");
+        QTest::newRow("first opening") << "open" << NotchViewModel::kOpenSpring;
+        QTest::newRow("closing") << "close" << NotchViewModel::kCloseSpring;
+        QTest::newRow("drawer") << "drawer" << NotchViewModel::kDrawerSpring;
+        QTest::newRow("peek") << "peek" << NotchViewModel::kPeekInSpring;
+        QTest::newRow("wings") << "wings" << NotchViewModel::kPlaybackSpring;
+        // The user asked the desktop for less motion.
+        QTest::newRow("opening with less motion") << "open, reduced" << Spring();
+        QTest::newRow("drawer with less motion") << "drawer, reduced" << Spring();
+    }
+    void outlineMovesOnTheSpringOfItsOwnChange()
+    {
+        QFETCH(QString, change);
+        QFETCH(Spring, spring);
+        model().setReduceMotion(change.endsWith(QLatin1String(", reduced")));
+        change.remove(QLatin1String(", reduced"));
+        if (change == QLatin1String("close") || change == QLatin1String("drawer"))
+            open();
+        QList<Spring> heard;
+        QObject listener;
+        for (auto signal : {&NotchViewModel::stateChanged, &NotchViewModel::shapeRectChanged,
+                            &NotchViewModel::radiiChanged, &NotchViewModel::drawerChanged,
+                            &NotchViewModel::peekChanged, &NotchViewModel::showsPlaybackChanged})
+            connect(m_model.get(), signal, &listener, [&] { heard.append(model().outlineAnimation()); });
+        if (change == QLatin1String("open")) {
+            moveInsideNotch();
+            m_clock->advance(0.12);
+        } else if (change == QLatin1String("close")) {
+            model().collapse();
+        } else if (change == QLatin1String("drawer")) {
+            move(1220, 60);
+            m_clock->advance(0.11);
+        } else if (change == QLatin1String("peek")) {
+            model().showPeek({AirPodsLevels{}}, 4);
+        } else {
+            model().playbackChanged(true);
+        }
+        QVERIFY(heard.size() >= 2);
+        for (const Spring &s : heard)
+            QCOMPARE(s, spring);
+    }
+
+    void outlineCorners_data()
+    {
+        QTest::addColumn<bool>("open");
+        QTest::addColumn<bool>("physical");
+        QTest::addColumn<double>("notchHeight");
+        QTest::addColumn<double>("top");
+        QTest::addColumn<double>("bottom");
+        QTest::newRow("closed simulated: a pill") << false << false << 28.0 << 6.0 << 14.0;
+        QTest::newRow("closed simulated under a tall panel") << false << false << 40.0 << 6.0 << 20.0;
+        QTest::newRow("closed real housing") << false << true << 32.0 << 6.0 << 10.0;
+        QTest::newRow("open simulated") << true << false << 28.0 << 8.0 << 22.0;
+        QTest::newRow("open real housing") << true << true << 32.0 << 8.0 << 22.0;
+    }
+    void outlineCorners()
+    {
+        QFETCH(bool, open);
+        QFETCH(bool, physical);
+        QFETCH(double, notchHeight);
+        QFETCH(double, top);
+        QFETCH(double, bottom);
+        const NotchGeometry g(QSizeF(190, notchHeight), physical, ScreenSpace::fromQt(QRectF(0, 0, 1512, 982)));
+        const auto radii = NotchViewModel::radii(open, g);
+        QCOMPARE(radii.top, top);
+        QCOMPARE(radii.bottom, bottom);
     }
 
     void drawersFollowTheEdgeStrips_data()
@@ -169,6 +244,14 @@ private Q_SLOTS:
         QCOMPARE(model().drawer(), NotchViewModel::Drawer::Mirror);
         m_settings->setShowsMirror(false);
         QCOMPARE(model().drawer(), NotchViewModel::Drawer::None);
+
+        // Without a view for it, the left strip opens no empty drawer.
+        m_settings->setShowsMirror(true);
+        model().setMirrorAvailable(false);
+        move(960, 60);
+        move(700, 60);
+        m_clock->advance(1);
+        QCOMPARE(model().drawer(), NotchViewModel::Drawer::None);
     }
 
     void pagesTurnByDrag_data()
@@ -235,7 +318,9 @@ private Q_SLOTS:
         QVERIFY(!model().showsPlayback());
         model().playbackChanged(true);
         QVERIFY(model().showsPlayback());
-        QCOMPARE(model().shapeRect().width(), 190 + 2 * 44.0);
+        // The wings fill exactly the room the outline grew by.
+        QCOMPARE(model().shapeRect(), model().leftWingRect().united(model().rightWingRect()));
+        QCOMPARE(model().leftWingRect().width(), 44.0);
         model().playbackChanged(false);
         m_clock->advance(4.9);
         model().playbackChanged(true);
@@ -261,7 +346,8 @@ private Q_SLOTS:
         levels.right = 75;
         model().showPeek({levels}, 4);
         QVERIFY(model().hasPeek());
-        QCOMPARE(model().shapeRect().width(), 190 + 2 * 74.0);
+        QCOMPARE(model().shapeRect(), model().peekRect());
+        QCOMPARE(model().peekRect().width(), 190 + 2 * 74.0);
         QCOMPARE(model().peekLevels().lowestOrNone(), 75);
         m_clock->advance(3.9);
         QVERIFY(model().hasPeek());
