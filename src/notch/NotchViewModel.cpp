@@ -376,19 +376,27 @@ NotchViewModel::Drawer NotchViewModel::drawerTarget(QPointF p) const
 {
     using namespace ScreenSpace;
     const QRectF centre = m_geometry.screenRect(m_geometry.baseRect(), 0);
-    const bool wantsRight = m_settings.showsCalendar() && maxX(centre) - kDrawerStrip <= p.x() && p.x() <= maxX(centre);
-    const bool wantsLeft = m_mirrorAvailable && m_settings.showsMirror() && minX(centre) <= p.x() && p.x() <= minX(centre) + kDrawerStrip;
+    // The strips are measured from the page's edge as the user sees it: the
+    // open outline's walls stand in from its rectangle by the top radius,
+    // and the pages live inside them. The sliver between wall and rectangle
+    // edge belongs to the strip as well, so the whole strip is 30 points of
+    // visible page plus that sliver.
+    const double leftWall = minX(centre) + kOpenTopRadius;
+    const double rightWall = maxX(centre) - kOpenTopRadius;
+    const bool wantsRight = m_settings.showsCalendar() && rightWall - kDrawerStrip <= p.x() && p.x() <= maxX(centre);
+    const bool wantsLeft = m_mirrorAvailable && m_settings.showsMirror() && minX(centre) <= p.x()
+        && p.x() <= leftWall + kDrawerStrip;
     // An open drawer keeps a 150-point band of the centre page, so a small
     // wobble back towards the middle does not close it.
     switch (m_drawer) {
     case Drawer::None:
         return wantsRight ? Drawer::Calendar : (wantsLeft ? Drawer::Mirror : Drawer::None);
     case Drawer::Mirror:
-        if (p.x() <= minX(centre) + kDrawerTerritory)
+        if (p.x() <= leftWall + kDrawerTerritory)
             return Drawer::Mirror;
         return wantsRight ? Drawer::Calendar : Drawer::None;
     case Drawer::Calendar:
-        if (p.x() >= maxX(centre) - kDrawerTerritory)
+        if (p.x() >= rightWall - kDrawerTerritory)
             return Drawer::Calendar;
         return wantsLeft ? Drawer::Mirror : Drawer::None;
     }

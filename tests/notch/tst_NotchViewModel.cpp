@@ -12,7 +12,7 @@
 
 // A 1920×1080 screen with a 28-point top panel. In Qt's coordinates the
 // closed notch spans x 865…1055 (857…1063 with slop) and y 0…28; the open
-// centre page spans x 695…1225 and y 0…148.
+// centre page spans x 695…1225 and y 0…148, its visible walls 703…1217.
 class tst_NotchViewModel : public QObject
 {
     Q_OBJECT
@@ -180,11 +180,11 @@ private Q_SLOTS:
         QTest::newRow("left strip opens the mirror") << QList<double>{700} << 0.11 << int(D::Mirror);
         QTest::newRow("not before the dwell") << QList<double>{1220} << 0.05 << int(D::None);
         QTest::newRow("strip left within the dwell") << QList<double>{1220, 960} << 0.2 << int(D::None);
-        QTest::newRow("just outside the strip") << QList<double>{1190} << 0.5 << int(D::None);
+        QTest::newRow("just outside the strip") << QList<double>{1186} << 0.5 << int(D::None);
         // Passing from one strip to the other keeps the first target.
         QTest::newRow("pending keeps its first target") << QList<double>{1220, 700} << 0.11 << int(D::Calendar);
-        QTest::newRow("calendar keeps its 150-point band") << QList<double>{1220, 1220, 1220, 1080} << 0.5 << int(D::Calendar);
-        QTest::newRow("beyond the band closes at once") << QList<double>{1220, 1220, 1220, 1070} << 0.0 << int(D::None);
+        QTest::newRow("calendar keeps its 150-point band") << QList<double>{1220, 1220, 1220, 1067} << 0.5 << int(D::Calendar);
+        QTest::newRow("beyond the band closes at once") << QList<double>{1220, 1220, 1220, 1066} << 0.0 << int(D::None);
         QTest::newRow("mirror keeps its band") << QList<double>{700, 700, 700, 840} << 0.5 << int(D::Mirror);
         QTest::newRow("mirror hands over to the calendar") << QList<double>{700, 700, 700, 1220} << 0.11 << int(D::Calendar);
     }
@@ -200,6 +200,33 @@ private Q_SLOTS:
         }
         m_clock->advance(wait);
         QCOMPARE(int(model().drawer()), expected);
+    }
+
+    // As a user meets it, on a 1512-point screen with the Nook open: the
+    // window is 1210 wide, the centre page 340…870 in window coordinates,
+    // its visible walls at 348 and 862. Every point of each strip, from 30
+    // points inside the wall out to the outline's edge, opens its drawer;
+    // the point just inside does not.
+    void drawerStripsSpanTheirWholeWidth()
+    {
+        const NotchGeometry screen(QSizeF(185, 24), false, ScreenSpace::fromQt(QRectF(0, 0, 1512, 982)));
+        model().update(screen);
+        const double windowX = ScreenSpace::minX(screen.windowFrame());
+        QCOMPARE(windowX, 151.0);
+        auto drawerAt = [&](double x) {
+            model().collapse();
+            open();
+            move(windowX + x, 80);
+            m_clock->advance(0.11);
+            return model().drawer();
+        };
+        using D = NotchViewModel::Drawer;
+        for (double x = 832; x <= 870; x += 1)
+            QVERIFY2(drawerAt(x) == D::Calendar, qPrintable(QString::number(x)));
+        for (double x = 340; x <= 378; x += 1)
+            QVERIFY2(drawerAt(x) == D::Mirror, qPrintable(QString::number(x)));
+        QCOMPARE(drawerAt(831), D::None);
+        QCOMPARE(drawerAt(379), D::None);
     }
 
     void drawerOutWidensTheOutline()
