@@ -61,7 +61,6 @@ ApplicationWindow {
                     contentItem: RowLayout {
                         Label { text: loginRow.text; Layout.fillWidth: true }
                         Switch {
-                            id: loginSwitch
                             objectName: "loginSwitch"
                             checked: LaunchAtLogin.isEnabled
                             focusPolicy: Qt.NoFocus
