@@ -254,6 +254,10 @@ def only_files_dragged_over_the_notch_open_it(s, app):
     open(photo, "wb").write(b"\xff\xd8\xff")
     source = drag_to_the_notch(photo)
     s.wait_for(app.is_open, 3, "a file dragged onto the notch did not open it")
+    # Over the tray half of the open Nook, then let go.
+    for x, y in [(720, 60), (700, 70)]:
+        s.xdotool("mousemove", x, y)
+        time.sleep(0.2)
     s.xdotool("mouseup", "1")
     assert source.stdout.readline().decode().strip() == "copied", "the Nook did not take the file"
 
