@@ -187,32 +187,15 @@ private Q_SLOTS:
             report(step);
     }
 
+    // The application's own watcher: the buses and the session come from
+    // the environment.
     void findsItsSessionThroughTheEnvironment()
     {
         ScreenLock lock;
         QSignalSpy found(&lock, &ScreenLock::sessionPathChanged);
-        QSignalSpy changes(&lock, &ScreenLock::isLockedChanged);
         lock.start();
         QVERIFY(found.wait(10000));
         QCOMPARE(lock.sessionPath(), m_sessionPath);
-        // A round trip on each of its connections: the bus has then taken
-        // the match rules it sent before.
-        QVERIFY(
-            QDBusConnection::systemBus().interface()->isServiceRegistered(QStringLiteral("org.freedesktop.login1")));
-        QVERIFY(
-            QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("org.gnome.ScreenSaver")));
-
-        const QString session = QStringLiteral("org.freedesktop.login1.Session");
-        call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
-            QStringLiteral("SetLockedHint"), {true});
-        QTRY_VERIFY(lock.isLocked());
-        call(*m_session, QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("/org/gnome/ScreenSaver"),
-            QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("SetActive"), {false});
-        QTRY_VERIFY(!lock.isLocked());
-        QCOMPARE(changes.count(), 2);
-        // Leave the session unlocked by every source for the next test.
-        call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
-            QStringLiteral("SetLockedHint"), {false});
     }
 
     // Steps: a channel's report ("hint+", "gnome-" …), a logind request
