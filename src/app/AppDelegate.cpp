@@ -102,8 +102,9 @@ bool AppDelegate::launch()
     if (isRunningTests())
         return true;
 
+    const bool toggle = QCoreApplication::arguments().contains(QStringLiteral("--toggle"));
     m_instance = new SingleInstance(SingleInstance::defaultSocketPath(), this);
-    if (!m_instance->claim())
+    if (!m_instance->claim(toggle ? SingleInstance::Request::Toggle : SingleInstance::Request::ShowSettings))
         return false;
     connect(m_instance, &SingleInstance::anotherLaunch, this, &AppDelegate::openSettings);
 
@@ -134,14 +135,19 @@ bool AppDelegate::launch()
     followNowPlayingSwitch();
     connect(m_settings.get(), &NookSettings::showsNowPlayingChanged, this, &AppDelegate::followNowPlayingSwitch);
 
-    // 4. The system volume, followed from the sound server's own events.
+    // 4. The system volume, followed from the sound server's own events. The
+    // AirPods reader joins here: it is handed the output device now and on
+    // every change, and its announcements become the notch's 4-second peek
+    // once the notch exists (step 6).
     m_volumeBackend = std::make_unique<PulseAudioOutput>(Clock::system());
     m_volume = std::make_unique<SystemVolume>(*m_volumeBackend);
     SystemVolume::setInstance(m_volume.get());
     m_volume->start();
     m_volumeControl = std::make_unique<SystemVolumeControl>(*m_volume);
 
-    // 5. The tray, its feeds and their shared thumbnails.
+    // 5. The services the notch shows, in this order: the tray, its feeds and
+    // their shared thumbnails; the camera and its edge light; the calendar;
+    // music mode (created here, started only in step 8).
     m_thumbnails = std::make_unique<ThumbnailCache>(ThumbnailCache::systemOptions());
     ThumbnailCache::setInstance(m_thumbnails.get());
     m_tray = std::make_unique<TrayStore>(*m_thumbnails);
@@ -151,7 +157,8 @@ bool AppDelegate::launch()
     m_nearby = std::make_unique<NearbyShare>(Clock::system(), NearbyShare::defaultLocalSendConfig());
     NearbyShare::setInstance(m_nearby.get());
 
-    // The calendar: the user's own folders of events.
+    // The calendar: the user's own folders of events. (The camera and edge
+    // light come just before it.)
     m_calendarStore = std::make_unique<VdirEventStore>(Clock::system(), VdirEventStore::defaultRoot(),
                                                        VdirEventStore::configuredFolders(*m_defaults));
     m_agenda = std::make_unique<CalendarAgenda>(*m_calendarStore, Clock::system());
@@ -174,13 +181,19 @@ bool AppDelegate::launch()
     connect(m_nowPlaying.get(), &NowPlayingService::trackChanged, this, &AppDelegate::followTrack);
     followTrack();
 
-    // 7. The screen lock hides the notch while locked.
+    // 7. The screen lock hides the notch while locked. Step 8, music mode's
+    // start (after dropping posters left by an earlier run), follows it.
     m_screenLock = std::make_unique<ScreenLock>();
     connect(m_screenLock.get(), &ScreenLock::isLockedChanged, this,
             [this] { m_controller->setScreenLocked(m_screenLock->isLocked()); });
     m_screenLock->start();
 
     buildTrayIcon();
+    // A keyboard shortcut reaches the Nook through the running instance.
+    connect(m_instance, &SingleInstance::toggleRequested, m_controller.get(),
+            &NotchWindowController::toggleWithKeyboard);
+    if (toggle)
+        m_controller->toggleWithKeyboard();
     return true;
 }
 
@@ -240,8 +253,9 @@ void AppDelegate::terminate()
     if (m_terminated || isRunningTests())
         return;
     m_terminated = true;
-    // Nothing of ours may outlive the app: the Now Playing helper stops here
-    // (music mode's restore joins it).
+    // Nothing of ours may outlive the app: the Now Playing helper stops here,
+    // then music mode puts the wallpaper and tint back at once, before the
+    // event loop is gone.
     if (m_nowPlaying)
         m_nowPlaying->stop();
 }

@@ -18,12 +18,12 @@ QString SingleInstance::defaultSocketPath()
     return dir + QStringLiteral("/tarnwick.socket");
 }
 
-bool SingleInstance::claim()
+bool SingleInstance::claim(Request request)
 {
     QLocalSocket probe;
     probe.connectToServer(m_path);
     if (probe.waitForConnected(500)) {
-        probe.write("show-settings\n");
+        probe.write(request == Request::Toggle ? "toggle\n" : "show-settings\n");
         probe.waitForBytesWritten(500);
         probe.disconnectFromServer();
         return false;
@@ -37,8 +37,11 @@ bool SingleInstance::claim()
     connect(m_server, &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket *client = m_server->nextPendingConnection()) {
             connect(client, &QLocalSocket::readyRead, this, [this, client] {
-                if (client->readAll().contains("show-settings"))
+                const QByteArray said = client->readAll();
+                if (said.contains("show-settings"))
                     Q_EMIT anotherLaunch();
+                else if (said.contains("toggle"))
+                    Q_EMIT toggleRequested();
             });
             connect(client, &QLocalSocket::disconnected, client, &QObject::deleteLater);
         }

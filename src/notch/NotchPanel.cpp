@@ -1,9 +1,13 @@
 #include "notch/NotchPanel.h"
 
+#include "notch/NotchViewModel.h"
 #include "notch/NotchWindowController.h"
+#include "platform/X11Window.h"
+#include "tray/NookDropDelegate.h"
 
 #include <QEnterEvent>
 #include <QElapsedTimer>
+#include <QMimeData>
 #include <QMouseEvent>
 #include <QWheelEvent>
 #include <cstdio>
@@ -44,6 +48,10 @@ void NotchPanel::setAllowsKeyboard(bool allows)
         return;
     m_allowsKeyboard = allows;
     setFlag(Qt::WindowDoesNotAcceptFocus, !allows);
+    // Qt's X11 backend rewrites the window type on every flag change (to an
+    // ordinary window), and window managers that re-read it (mutter, kwin,
+    // xfwm4) would then frame, stack and list the panel like any window.
+    X11Window::setPanelHints(this);
 }
 
 bool NotchPanel::event(QEvent *event)
@@ -56,10 +64,17 @@ bool NotchPanel::event(QEvent *event)
         m_controller.pointerMoved(static_cast<QMouseEvent *>(event)->globalPosition());
         break;
     case QEvent::DragEnter:
-    case QEvent::DragMove:
+    case QEvent::DragMove: {
+        // A file dragged from another program: no pointer events arrive
+        // during a drag, so ask where it is now. Only files are meant for
+        // the notch; text or a link passing over it must not open it.
+        const QMimeData *mime = static_cast<QDropEvent *>(event)->mimeData();
+        if (mime != nullptr && NookDropDelegate::isFileDrag(mime->urls()))
+            m_controller.pointerMoved();
+        break;
+    }
     case QEvent::Leave:
-        // A file dragged from another program, or the pointer gone: ask
-        // where it is now.
+        // The pointer gone: ask where it is now.
         m_controller.pointerMoved();
         break;
     case QEvent::MouseButtonPress: {

@@ -26,6 +26,9 @@ NotchViewModel::NotchViewModel(const NotchGeometry &geometry, NookSettings &sett
     m_visibleIndex = visibleIndex();
     m_isOnHomePage = isOnHomePage();
     m_shapeRect = shapeRect();
+    m_radii = radii(isExpanded(), m_geometry);
+    m_springShape = m_shapeRect;
+    m_springRadii = m_radii;
     m_interactiveRect = interactiveRect();
 
     connect(&m_settings, &NookSettings::pagesChanged, this, [this] {
@@ -98,8 +101,38 @@ QRectF NotchViewModel::shapeRect() const
         }
         return {drawer, 0, expanded.width(), expanded.height()};
     }
-    const double widen = m_peek ? kPeekWidening : (m_showsPlayback ? kPlaybackWidening : 0.0);
+    const double widen = closedWidening(m_peek.has_value(), m_showsPlayback);
     return m_geometry.notchRect().adjusted(-widen, 0, widen, 0);
+}
+
+double NotchViewModel::closedWidening(bool peek, bool playback)
+{
+    return peek ? kPeekWidening : (playback ? kPlaybackWidening : 0.0);
+}
+
+NotchViewModel::Radii NotchViewModel::radii(bool open, const NotchGeometry &geometry)
+{
+    if (open)
+        return {kOpenTopRadius, kOpenBottomRadius};
+    return {kClosedTopRadius,
+            geometry.hasPhysicalNotch() ? kPhysicalBottomRadius : geometry.notchSize().height() / 2};
+}
+
+QRectF NotchViewModel::leftWingRect() const
+{
+    const QRectF notch = m_geometry.notchRect();
+    return {notch.x() - kPlaybackWidening, notch.y(), kPlaybackWidening, notch.height()};
+}
+
+QRectF NotchViewModel::rightWingRect() const
+{
+    const QRectF notch = m_geometry.notchRect();
+    return {notch.x() + notch.width(), notch.y(), kPlaybackWidening, notch.height()};
+}
+
+QRectF NotchViewModel::peekRect() const
+{
+    return m_geometry.notchRect().adjusted(-kPeekWidening, 0, kPeekWidening, 0);
 }
 
 QRectF NotchViewModel::interactiveRect() const
@@ -127,19 +160,39 @@ void NotchViewModel::refreshDerived()
         }
         Q_EMIT visiblePageChanged();
     }
+    publishOutlineSpring();
     const QRectF shape = shapeRect();
     if (!sameRect(shape, m_shapeRect)) {
         m_shapeRect = shape;
-        if (!(m_outlineAnimation == m_animation)) {
-            m_outlineAnimation = m_animation;
-            Q_EMIT outlineAnimationChanged();
-        }
         Q_EMIT shapeRectChanged();
+    }
+    const Radii corners = radii(isExpanded(), m_geometry);
+    if (!(corners == m_radii)) {
+        m_radii = corners;
+        Q_EMIT radiiChanged();
     }
     const QRectF interactive = interactiveRect();
     if (!sameRect(interactive, m_interactiveRect)) {
         m_interactiveRect = interactive;
         Q_EMIT interactiveRectChanged();
+    }
+}
+
+// The outline's six numbers and the content fade move on one spring: when
+// any of them is about to change, the spring of this change is published
+// before anyone hears of the change itself, so no view starts a motion with
+// the spring of the change before.
+void NotchViewModel::publishOutlineSpring()
+{
+    const QRectF shape = shapeRect();
+    const Radii corners = radii(isExpanded(), m_geometry);
+    if (sameRect(shape, m_springShape) && corners == m_springRadii)
+        return;
+    m_springShape = shape;
+    m_springRadii = corners;
+    if (!(m_outlineAnimation == m_animation)) {
+        m_outlineAnimation = m_animation;
+        Q_EMIT outlineAnimationChanged();
     }
 }
 
@@ -149,7 +202,25 @@ void NotchViewModel::refreshDerived()
 // property really changes, so a call that changes nothing notifies nobody.
 void NotchViewModel::useSpring(const Spring &spring)
 {
-    m_nextSpring = spring;
+    m_nextSpring = m_reduceMotion ? Spring() : spring;
+}
+
+void NotchViewModel::setReduceMotion(bool reduce)
+{
+    if (m_reduceMotion == reduce)
+        return;
+    m_reduceMotion = reduce;
+    Q_EMIT reduceMotionChanged();
+}
+
+void NotchViewModel::setMirrorAvailable(bool available)
+{
+    if (m_mirrorAvailable == available)
+        return;
+    m_mirrorAvailable = available;
+    Q_EMIT mirrorAvailableChanged();
+    if (!available && m_drawer == Drawer::Mirror)
+        closeDrawer();
 }
 
 void NotchViewModel::publishSpring()
@@ -166,6 +237,7 @@ void NotchViewModel::setState(State state)
         return;
     publishSpring();
     m_state = state;
+    publishOutlineSpring();
     Q_EMIT stateChanged();
     refreshDerived();
 }
@@ -176,6 +248,7 @@ void NotchViewModel::setPeek(const std::optional<Peek> &peek)
         return;
     publishSpring();
     m_peek = peek;
+    publishOutlineSpring();
     Q_EMIT peekChanged();
     refreshDerived();
 }
@@ -186,6 +259,7 @@ void NotchViewModel::setShowsPlayback(bool shows)
         return;
     publishSpring();
     m_showsPlayback = shows;
+    publishOutlineSpring();
     Q_EMIT showsPlaybackChanged();
     refreshDerived();
 }
@@ -206,6 +280,7 @@ void NotchViewModel::setDrawer(Drawer drawer)
         return;
     publishSpring();
     m_drawer = drawer;
+    publishOutlineSpring();
     Q_EMIT drawerChanged();
     refreshDerived();
 }
@@ -259,10 +334,11 @@ void NotchViewModel::update(const NotchGeometry &geometry)
 {
     if (m_geometry == geometry)
         return;
-    m_geometry = geometry;
     // A new screen arrangement is shown as it is, not flown to.
     useSpring(Spring());
     publishSpring();
+    m_geometry = geometry;
+    publishOutlineSpring();
     Q_EMIT geometryChanged();
     refreshDerived();
 }
@@ -300,19 +376,27 @@ NotchViewModel::Drawer NotchViewModel::drawerTarget(QPointF p) const
 {
     using namespace ScreenSpace;
     const QRectF centre = m_geometry.screenRect(m_geometry.baseRect(), 0);
-    const bool wantsRight = m_settings.showsCalendar() && maxX(centre) - kDrawerStrip <= p.x() && p.x() <= maxX(centre);
-    const bool wantsLeft = m_settings.showsMirror() && minX(centre) <= p.x() && p.x() <= minX(centre) + kDrawerStrip;
+    // The strips are measured from the page's edge as the user sees it: the
+    // open outline's walls stand in from its rectangle by the top radius,
+    // and the pages live inside them. The sliver between wall and rectangle
+    // edge belongs to the strip as well, so the whole strip is 30 points of
+    // visible page plus that sliver.
+    const double leftWall = minX(centre) + kOpenTopRadius;
+    const double rightWall = maxX(centre) - kOpenTopRadius;
+    const bool wantsRight = m_settings.showsCalendar() && rightWall - kDrawerStrip <= p.x() && p.x() <= maxX(centre);
+    const bool wantsLeft = m_mirrorAvailable && m_settings.showsMirror() && minX(centre) <= p.x()
+        && p.x() <= leftWall + kDrawerStrip;
     // An open drawer keeps a 150-point band of the centre page, so a small
     // wobble back towards the middle does not close it.
     switch (m_drawer) {
     case Drawer::None:
         return wantsRight ? Drawer::Calendar : (wantsLeft ? Drawer::Mirror : Drawer::None);
     case Drawer::Mirror:
-        if (p.x() <= minX(centre) + kDrawerTerritory)
+        if (p.x() <= leftWall + kDrawerTerritory)
             return Drawer::Mirror;
         return wantsRight ? Drawer::Calendar : Drawer::None;
     case Drawer::Calendar:
-        if (p.x() >= maxX(centre) - kDrawerTerritory)
+        if (p.x() >= rightWall - kDrawerTerritory)
             return Drawer::Calendar;
         return wantsLeft ? Drawer::Mirror : Drawer::None;
     }
@@ -546,6 +630,21 @@ void NotchViewModel::enterKey()
 {
     if (m_isTyping && onEnterKey)
         onEnterKey();
+}
+
+void NotchViewModel::dismiss()
+{
+    endTyping();
+    collapse();
+}
+
+void NotchViewModel::openWithKeyboard()
+{
+    expand();
+    // Held like typing: keys go to the Nook, and it does not close under
+    // a pointer that is somewhere else.
+    beginTyping();
+    Q_EMIT keyboardFocusRequested();
 }
 
 void NotchViewModel::openSettings()

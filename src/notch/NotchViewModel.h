@@ -50,6 +50,13 @@ class NotchViewModel : public QObject
     Q_PROPERTY(bool isOnHomePage READ isOnHomePage NOTIFY visiblePageChanged)
     Q_PROPERTY(QVariantList pages READ pageList NOTIFY pagesChanged)
     Q_PROPERTY(QRectF shapeRect READ shapeRect NOTIFY shapeRectChanged)
+    Q_PROPERTY(double topRadius READ topRadius NOTIFY radiiChanged)
+    Q_PROPERTY(double bottomRadius READ bottomRadius NOTIFY radiiChanged)
+    // Window-local rooms beside the closed notch for the playback wings, and
+    // the whole widened strip for a peek.
+    Q_PROPERTY(QRectF leftWingRect READ leftWingRect NOTIFY geometryChanged)
+    Q_PROPERTY(QRectF rightWingRect READ rightWingRect NOTIFY geometryChanged)
+    Q_PROPERTY(QRectF peekRect READ peekRect NOTIFY geometryChanged)
     Q_PROPERTY(QRectF interactiveRect READ interactiveRect NOTIFY interactiveRectChanged)
 
     // The spring of the latest change, and of the latest change to the
@@ -57,7 +64,13 @@ class NotchViewModel : public QObject
     Q_PROPERTY(Spring animation READ animation NOTIFY animationChanged)
     Q_PROPERTY(Spring outlineAnimation READ outlineAnimation NOTIFY outlineAnimationChanged)
     Q_PROPERTY(Spring pageAnimation READ pageAnimation NOTIFY pageAnimationChanged)
-    Q_PROPERTY(Spring drawerAnimation READ drawerAnimation CONSTANT)
+    Q_PROPERTY(Spring drawerAnimation READ drawerAnimation NOTIFY reduceMotionChanged)
+    // The user asked the desktop for less motion: every change of the shell
+    // is shown at once.
+    Q_PROPERTY(bool reduceMotion READ reduceMotion WRITE setReduceMotion NOTIFY reduceMotionChanged)
+    // A view for the left drawer exists; without one the left strip offers
+    // nothing rather than an empty drawer.
+    Q_PROPERTY(bool mirrorAvailable READ mirrorAvailable WRITE setMirrorAvailable NOTIFY mirrorAvailableChanged)
 
 public:
     enum class State { Collapsed, Expanded };
@@ -90,6 +103,10 @@ public:
     static constexpr double kPeekWidening = 74;
     static constexpr double kPlaybackWidening = 44;
     static constexpr double kClosedSlop = 8;
+    static constexpr double kClosedTopRadius = 6;
+    static constexpr double kOpenTopRadius = 8;
+    static constexpr double kOpenBottomRadius = 22;
+    static constexpr double kPhysicalBottomRadius = 10;
     static constexpr double kRubberBand = 0.3;
 
     NotchViewModel(const NotchGeometry &geometry, NookSettings &settings, Clock &clock, QObject *parent = nullptr);
@@ -122,11 +139,32 @@ public:
     QVariantList pageList() const;
     QRectF shapeRect() const;
     QRectF interactiveRect() const;
+    double topRadius() const { return radii(isExpanded(), m_geometry).top; }
+    double bottomRadius() const { return radii(isExpanded(), m_geometry).bottom; }
+    QRectF leftWingRect() const;
+    QRectF rightWingRect() const;
+    QRectF peekRect() const;
+
+    struct Radii
+    {
+        double top = 0;
+        double bottom = 0;
+        bool operator==(const Radii &) const = default;
+    };
+    // The outline's corners: the open Nook is rounder; a simulated notch
+    // closes into a pill, a real housing keeps its own small rounding.
+    static Radii radii(bool open, const NotchGeometry &geometry);
+    // How far the closed outline reaches out on each side of the notch.
+    static double closedWidening(bool peek, bool playback);
 
     Spring animation() const { return m_animation; }
     Spring outlineAnimation() const { return m_outlineAnimation; }
     Spring pageAnimation() const { return m_pageAnimation; }
-    Spring drawerAnimation() const { return kDrawerSpring; }
+    Spring drawerAnimation() const { return m_reduceMotion ? Spring() : kDrawerSpring; }
+    bool reduceMotion() const { return m_reduceMotion; }
+    void setReduceMotion(bool reduce);
+    bool mirrorAvailable() const { return m_mirrorAvailable; }
+    void setMirrorAvailable(bool available);
 
     void setDropZone(DropZone zone);
     void setHoverOpenDelay(double seconds);
@@ -152,6 +190,11 @@ public:
     // For views: the Return key while typing, and the "Open Settings" button.
     Q_INVOKABLE void enterKey();
     Q_INVOKABLE void openSettings();
+    // Escape in the Nook: typing ends, the keyboard goes back, the Nook closes.
+    Q_INVOKABLE void dismiss();
+    // Opened from the keyboard: the Nook stays open wherever the pointer is,
+    // takes the keyboard, and the views put focus on the first control.
+    void openWithKeyboard();
 
     std::function<void(bool)> onKeyboardRequest;
     std::function<void()> onOpenSettings;
@@ -174,10 +217,14 @@ Q_SIGNALS:
     void visiblePageChanged();
     void pagesChanged();
     void shapeRectChanged();
+    void radiiChanged();
     void interactiveRectChanged();
     void animationChanged();
     void outlineAnimationChanged();
     void pageAnimationChanged();
+    void reduceMotionChanged();
+    void keyboardFocusRequested();
+    void mirrorAvailableChanged();
 
 private:
     void updateDrawer(QPointF p);
@@ -197,6 +244,7 @@ private:
     void setPageDragOffset(double offset);
     void setTyping(bool typing);
     void refreshDerived();
+    void publishOutlineSpring();
 
     NookSettings &m_settings;
     NotchGeometry m_geometry;
@@ -223,6 +271,8 @@ private:
     ClockSlot m_peekTimer;
     ClockSlot m_playbackLinger;
 
+    bool m_reduceMotion = false;
+    bool m_mirrorAvailable = false;
     Spring m_animation;
     Spring m_nextSpring;
     Spring m_outlineAnimation;
@@ -234,5 +284,9 @@ private:
     bool m_isOnHomePage = true;
     QList<NookPage> m_pages;
     QRectF m_shapeRect;
+    Radii m_radii;
+    // The outline as last given a spring: rectangle and radii move as one.
+    QRectF m_springShape;
+    Radii m_springRadii;
     QRectF m_interactiveRect;
 };

@@ -8,6 +8,7 @@
 #include "notch/NookHitRegion.h"
 #include "notch/ScreenSource.h"
 #include "notch/ScreenSpace.h"
+#include "platform/MotionPreference.h"
 #include "platform/X11Window.h"
 
 #include <QApplication>
@@ -40,6 +41,13 @@ NotchWindowController::NotchWindowController(NookSettings &settings, UserDefault
         if (m_openSettings)
             m_openSettings();
     };
+
+    // Less motion, as the desktop asks, also for the notch's own springs.
+    if (MotionPreference *motion = MotionPreference::instance()) {
+        m_model->setReduceMotion(motion->reduceMotion());
+        connect(motion, &MotionPreference::reduceMotionChanged, m_model.get(),
+                [this, motion] { m_model->setReduceMotion(motion->reduceMotion()); });
+    }
 
     m_panel = std::make_unique<NotchPanel>(*this);
     QmlModule::prepare(*m_panel->engine());
@@ -247,8 +255,14 @@ ScrollInput NotchWindowController::scrollInput(const QWheelEvent &event, ScrollI
     const bool touchpad = event.device() != nullptr && event.device()->type() == QInputDevice::DeviceType::TouchPad;
     in.precise = !event.pixelDelta().isNull() || touchpad;
     // angleDelta is in eighths of a degree; 8 of them make the pixel-ish
-    // unit touchpads without pixel deltas report.
-    in.delta = !event.pixelDelta().isNull() ? QPointF(event.pixelDelta()) : QPointF(event.angleDelta()) / 8.0;
+    // unit touchpads without pixel deltas report. Wheels keep the raw units,
+    // counted into whole notches of 120.
+    if (!event.pixelDelta().isNull())
+        in.delta = QPointF(event.pixelDelta());
+    else if (in.precise)
+        in.delta = QPointF(event.angleDelta()) / 8.0;
+    else
+        in.delta = QPointF(event.angleDelta());
     in.inverted = event.inverted();
     return in;
 }
@@ -357,6 +371,16 @@ void NotchWindowController::setKeyboardFocus(bool on)
         X11Window::activate(m_previousKeyboardWindow);
     m_previousKeyboardWindow = 0;
     releaseHoldAtPointer();
+}
+
+void NotchWindowController::toggleWithKeyboard()
+{
+    if (!m_model || !m_panel || m_isLocked)
+        return;
+    if (m_model->isExpanded() && m_panel->allowsKeyboard())
+        m_model->dismiss();
+    else
+        m_model->openWithKeyboard();
 }
 
 void NotchWindowController::panelExposed()

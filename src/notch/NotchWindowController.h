@@ -67,6 +67,9 @@ public:
     void panelExposed();
 
     void setKeyboardFocus(bool on);
+    // For a keyboard shortcut: opens the Nook with the keyboard in it, or
+    // closes it and gives the keyboard back when it already has it.
+    void toggleWithKeyboard();
     // Something in the Nook waits for the user's answer (a device to send
     // to): it stays open wherever the pointer wanders until answered.
     void setAwaitingAnswer(bool awaiting);

@@ -1,5 +1,7 @@
 #include "notch/ScreenLock.h"
 
+#include "core/Clock.h"
+
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
@@ -21,16 +23,18 @@ const QString lockedHint = QStringLiteral("LockedHint");
 } // namespace
 
 ScreenLock::ScreenLock(QObject *parent)
-    : ScreenLock(
-        QDBusConnection::systemBus(), QDBusConnection::sessionBus(), qEnvironmentVariable("XDG_SESSION_ID"), parent)
+    : ScreenLock(QDBusConnection::systemBus(), QDBusConnection::sessionBus(), qEnvironmentVariable("XDG_SESSION_ID"),
+                 Clock::system(), parent)
 {
 }
 
-ScreenLock::ScreenLock(QDBusConnection systemBus, QDBusConnection sessionBus, QString sessionId, QObject *parent)
+ScreenLock::ScreenLock(QDBusConnection systemBus, QDBusConnection sessionBus, QString sessionId, Clock &clock,
+                       QObject *parent)
     : QObject(parent)
     , m_systemBus(std::move(systemBus))
     , m_sessionBus(std::move(sessionBus))
     , m_sessionId(std::move(sessionId))
+    , m_requestCheck(clock)
 {
 }
 
@@ -83,11 +87,16 @@ void ScreenLock::sessionFound(QDBusPendingCallWatcher *call)
     m_systemBus.connect(
         login1Service, m_sessionPath, login1Session, QStringLiteral("Unlock"), this, SLOT(sessionUnlockRequested()));
     Q_EMIT sessionPathChanged();
+    // A session locked before we started.
+    readLockedHint([this](bool locked) {
+        if (locked)
+            reported(true);
+    });
 }
 
 void ScreenLock::screenSaverActiveChanged(bool active)
 {
-    setLocked(active);
+    reported(active);
 }
 
 void ScreenLock::sessionPropertiesChanged(
@@ -97,32 +106,59 @@ void ScreenLock::sessionPropertiesChanged(
         return;
     const auto hint = changed.constFind(lockedHint);
     if (hint != changed.constEnd())
-        setLocked(hint->toBool());
+        reported(hint->toBool());
     else if (invalidated.contains(lockedHint))
-        readLockedHint();
+        readLockedHint([this](bool locked) { reported(locked); });
 }
 
-void ScreenLock::readLockedHint()
+void ScreenLock::readLockedHint(std::function<void(bool)> then)
 {
     QDBusMessage get
         = QDBusMessage::createMethodCall(login1Service, m_sessionPath, propertiesInterface, QStringLiteral("Get"));
     get << login1Session << lockedHint;
     auto *call = new QDBusPendingCallWatcher(m_systemBus.asyncCall(get), this);
-    connect(call, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher *done) {
+    connect(call, &QDBusPendingCallWatcher::finished, this, [then = std::move(then)](QDBusPendingCallWatcher *done) {
         done->deleteLater();
         const QDBusPendingReply<QDBusVariant> reply = *done;
         if (!reply.isError())
-            setLocked(reply.value().variant().toBool());
+            then(reply.value().variant().toBool());
     });
+}
+
+void ScreenLock::reported(bool locked)
+{
+    m_othersReport = true;
+    m_lockedByRequest = false;
+    m_requestCheck.cancel();
+    setLocked(locked);
 }
 
 void ScreenLock::sessionLockRequested()
 {
+    // Where a screensaver or the hint speaks, it will report this lock too,
+    // and its unlock as well; the request itself is not to be trusted.
+    if (m_othersReport || m_isLocked)
+        return;
+    m_lockedByRequest = true;
     setLocked(true);
+    m_requestCheck.start(kRequestCheckDelay, [this] {
+        readLockedHint([this](bool locked) {
+            // Unconfirmed: nobody will tell us about the unlock either.
+            if (m_lockedByRequest && !locked) {
+                m_lockedByRequest = false;
+                setLocked(false);
+            } else if (m_lockedByRequest) {
+                reported(true);
+            }
+        });
+    });
 }
 
 void ScreenLock::sessionUnlockRequested()
 {
+    // An unlock can only bring the panel back; it is always followed.
+    m_lockedByRequest = false;
+    m_requestCheck.cancel();
     setLocked(false);
 }
 

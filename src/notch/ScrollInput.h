@@ -9,7 +9,8 @@ struct ScrollInput
     enum class Phase { None, Began, Changed, Ended, Cancelled, Momentum };
 
     Phase phase = Phase::None;
-    // Points for touchpads (precise), wheel units otherwise.
+    // Points for touchpads (precise); for wheels Qt's angle delta in eighths
+    // of a degree, 120 to a notch (high-resolution wheels send parts of it).
     QPointF delta;
     bool precise = false;
     // The device already reverses direction ("natural scrolling").

@@ -25,10 +25,28 @@ bool Swipe::handle(const ScrollInput &event, SwipeTargets &targets)
         const double d = std::abs(event.delta.x()) > std::abs(event.delta.y()) ? event.delta.x() : event.delta.y();
         if (d == 0)
             return false;
-        targets.stepDays(d > 0 ? -1 : 1);
+        const int notches = wheelNotches(WheelTarget::DayStrip, d);
+        if (notches != 0)
+            targets.stepDays(-notches);
         return true;
     }
     return false;
+}
+
+// High-resolution wheels (libinput, XWayland) split one notch into several
+// events of a few units each; stepping on every event would move the volume
+// or the days several times a notch. A turn back the other way starts over,
+// so it answers at the first full notch.
+int Swipe::wheelNotches(WheelTarget target, double delta)
+{
+    if (target != m_wheelTarget || (m_wheelRest != 0 && (m_wheelRest > 0) != (delta > 0))) {
+        m_wheelTarget = target;
+        m_wheelRest = 0;
+    }
+    m_wheelRest += delta;
+    const int notches = int(m_wheelRest / kWheelNotch);
+    m_wheelRest -= notches * kWheelNotch;
+    return notches;
 }
 
 bool Swipe::handleVolume(const ScrollInput &event, SwipeTargets &targets)
@@ -58,8 +76,13 @@ bool Swipe::handleVolume(const ScrollInput &event, SwipeTargets &targets)
     const double d = std::abs(dx) > std::abs(dy) ? dx : dy;
     if (d == 0)
         return true;
-    const double step = event.precise ? d / kTrackpadVolumeScale : (d > 0 ? kWheelVolumeStep : -kWheelVolumeStep);
-    targets.setVolume(targets.volumeLevel() + step);
+    if (event.precise) {
+        targets.setVolume(targets.volumeLevel() + d / kTrackpadVolumeScale);
+        return true;
+    }
+    const int notches = wheelNotches(WheelTarget::Volume, d);
+    if (notches != 0)
+        targets.setVolume(targets.volumeLevel() + notches * kWheelVolumeStep);
     return true;
 }
 

@@ -30,6 +30,7 @@ public:
     enum class Direction { Undecided, Horizontal, Vertical };
 
     static constexpr double kWheelVolumeStep = 0.0625;
+    static constexpr double kWheelNotch = 120;
     static constexpr double kTrackpadVolumeScale = 300;
     static constexpr double kDecideThreshold = 0.5;
     static constexpr double kProjection = 12;
@@ -45,10 +46,16 @@ private:
     bool handleVolume(const ScrollInput &event, SwipeTargets &targets);
     bool handleTrackpad(const ScrollInput &event, SwipeTargets &targets);
     void reset();
+    // Whole notches turned so far by a wheel aimed at `target`; the rest of
+    // a notch waits for the next event.
+    enum class WheelTarget { None, Volume, DayStrip };
+    int wheelNotches(WheelTarget target, double delta);
 
     Direction m_direction = Direction::Undecided;
     bool m_movesDays = false;
     bool m_setsVolume = false;
     double m_total = 0;
     double m_lastStep = 0;
+    WheelTarget m_wheelTarget = WheelTarget::None;
+    double m_wheelRest = 0;
 };

@@ -39,6 +39,23 @@ void setAtoms(xcb_connection_t *c, QWindow *window, const char *property, std::i
                         32, uint32_t(atoms.size()), atoms.constData());
 }
 
+// A request to the window manager about one of our windows (EWMH client
+// message); source indication 2 says it comes from a pager-like tool, which
+// window managers honour without focus-stealing checks.
+void sendToRoot(xcb_connection_t *c, xcb_window_t window, const char *type, std::initializer_list<uint32_t> data)
+{
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = atom(c, type);
+    int i = 0;
+    for (uint32_t d : data)
+        event.data.data32[i++] = d;
+    xcb_send_event(c, 0, rootOf(c), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char *>(&event));
+}
+
 } // namespace
 
 bool isAvailable()
@@ -49,17 +66,26 @@ bool isAvailable()
 void setPanelHints(QWindow *window)
 {
     xcb_connection_t *c = connection();
-    if (c == nullptr || window == nullptr)
+    if (c == nullptr || window == nullptr || window->handle() == nullptr)
         return;
     // A dock is kept above normal windows by every window manager we know,
     // and is never given a frame, a task bar entry or a place in Alt+Tab.
     setAtoms(c, window, "_NET_WM_WINDOW_TYPE", {"_NET_WM_WINDOW_TYPE_DOCK"});
-    setAtoms(c, window, "_NET_WM_STATE",
-             {"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"});
+    const std::initializer_list<const char *> states = {"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY",
+                                                        "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"};
     // On every desktop.
     const uint32_t all = 0xFFFFFFFF;
-    xcb_change_property(c, XCB_PROP_MODE_REPLACE, xcb_window_t(window->winId()), atom(c, "_NET_WM_DESKTOP"),
-                        XCB_ATOM_CARDINAL, 32, 1, &all);
+    if (!window->isVisible()) {
+        setAtoms(c, window, "_NET_WM_STATE", states);
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, xcb_window_t(window->winId()), atom(c, "_NET_WM_DESKTOP"),
+                            XCB_ATOM_CARDINAL, 32, 1, &all);
+    } else {
+        // Once a window is mapped its states and desktop belong to the window
+        // manager: they are asked for, not written.
+        for (const char *state : states)
+            sendToRoot(c, xcb_window_t(window->winId()), "_NET_WM_STATE", {1 /* add */, atom(c, state), 0, 2});
+        sendToRoot(c, xcb_window_t(window->winId()), "_NET_WM_DESKTOP", {all, 2});
+    }
     xcb_flush(c);
 }
 
@@ -104,15 +130,7 @@ void activate(quint32 windowId)
     xcb_connection_t *c = connection();
     if (c == nullptr || windowId == 0)
         return;
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = windowId;
-    event.type = atom(c, "_NET_ACTIVE_WINDOW");
-    event.data.data32[0] = 2; // from a pager-like tool: honoured without focus-stealing checks
-    event.data.data32[1] = XCB_CURRENT_TIME;
-    xcb_send_event(c, 0, rootOf(c), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                   reinterpret_cast<const char *>(&event));
+    sendToRoot(c, windowId, "_NET_ACTIVE_WINDOW", {2, XCB_CURRENT_TIME});
     xcb_flush(c);
 }
 

@@ -12,7 +12,8 @@ namespace X11Window {
 bool isAvailable();
 
 // A panel that stays above everything on every desktop and stays out of
-// task bars, pagers and window switchers. Call after create(), before show().
+// task bars, pagers and window switchers. Call after create(), and again
+// after every change of the window's Qt flags (Qt rewrites the type then).
 void setPanelHints(QWindow *window);
 
 // Only these rectangles (window coordinates, device-independent pixels) take

@@ -2,7 +2,6 @@
 #include "core/ManualClock.h"
 #include "core/SystemClock.h"
 
-#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -76,9 +75,6 @@ private Q_SLOTS:
         QVERIFY(!cancelledRan);
         // Nothing stays armed once everything has fired.
         QCOMPARE(clock.pendingCount(), 0);
-        const double before = clock.monotonicNow();
-        QTest::qWait(20);
-        QVERIFY(clock.monotonicNow() - before >= 0.015);
     }
 };
 

@@ -61,18 +61,6 @@ private Q_SLOTS:
         }
     }
 
-    void overshootsOnlyWhenUnderDamped()
-    {
-        double peakUnder = 0;
-        double peakCritical = 0;
-        for (double t = 0; t < 2; t += 0.001) {
-            peakUnder = std::max(peakUnder, Spring(0.42, 0.74).progress(t));
-            peakCritical = std::max(peakCritical, Spring(0.35, 1.0).progress(t));
-        }
-        QVERIFY(peakUnder > 1.01);
-        QVERIFY(peakCritical <= 1.0);
-    }
-
     void settlesWithinTolerance()
     {
         const Spring spring(0.42, 0.74);

@@ -10,7 +10,8 @@ import time
 REQUIRED = {
     "Xvfb": "xvfb", "openbox": "openbox", "xcompmgr": "xcompmgr", "hsetroot": "hsetroot",
     "xdotool": "xdotool", "import": "imagemagick", "convert": "imagemagick", "xwininfo": "x11-utils",
-    "xev": "x11-utils", "xrandr": "x11-xserver-utils", "xdpyinfo": "x11-utils",
+    "xev": "x11-utils", "xrandr": "x11-xserver-utils", "xdpyinfo": "x11-utils", "xprop": "x11-utils",
+    "xfwm4": "xfwm4",
 }
 
 
@@ -21,9 +22,9 @@ def require_tools():
 
 
 class X11Session:
-    def __init__(self, width=1512, height=982):
+    def __init__(self, width=1512, height=982, wm="openbox"):
         require_tools()
-        self.width, self.height = width, height
+        self.width, self.height, self.wm = width, height, wm
         self.tmp = tempfile.mkdtemp(prefix="tarnwick-e2e-")
         self.procs = []
         number = 200 + os.getpid() % 500
@@ -44,7 +45,10 @@ class X11Session:
         self.spawn(["Xvfb", self.display, "-screen", "0", f"{self.width}x{self.height}x24", "-nolisten", "tcp"])
         self.wait_for(lambda: self.run(["xdpyinfo"], check=False).returncode == 0, 10, "Xvfb did not start")
         self.spawn(["xcompmgr"])
-        self.spawn(["openbox"])
+        # xfwm4 re-reads a window's type when it changes, as mutter and kwin
+        # do; openbox reads it once. Its own compositor stays off: xcompmgr
+        # draws for both.
+        self.spawn(["xfwm4", "--compositor=off"] if self.wm == "xfwm4" else ["openbox"])
         time.sleep(0.4)
         if wallpaper:
             wall = os.path.join(self.tmp, "wall.png")
@@ -120,6 +124,9 @@ class X11Session:
 
     def xdotool(self, *args):
         return self.run(["xdotool", *map(str, args)], check=False)
+
+    def window_props(self, name, *props):
+        return self.run(["xprop", "-name", name, *props], check=False).stdout
 
     def window_geometry(self, name):
         out = self.run(["xwininfo", "-name", name], check=False).stdout

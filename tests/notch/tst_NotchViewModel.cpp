@@ -12,7 +12,7 @@
 
 // A 1920×1080 screen with a 28-point top panel. In Qt's coordinates the
 // closed notch spans x 865…1055 (857…1063 with slop) and y 0…28; the open
-// centre page spans x 695…1225 and y 0…148.
+// centre page spans x 695…1225 and y 0…148, its visible walls 703…1217.
 class tst_NotchViewModel : public QObject
 {
     Q_OBJECT
@@ -46,6 +46,7 @@ private Q_SLOTS:
         m_settings = std::make_unique<NookSettings>(*m_defaults);
         m_clock = std::make_unique<ManualClock>();
         m_model = std::make_unique<NotchViewModel>(geometry(), *m_settings, *m_clock);
+        m_model->setMirrorAvailable(true);
     }
     void cleanup()
     {
@@ -95,21 +96,92 @@ private Q_SLOTS:
         QCOMPARE(model().outlineAnimation(), NotchViewModel::kCloseSpring);
     }
 
+    // Every part of the outline (state, rectangle, radii, the content fade
+    // that follows the state) is announced only after the spring of its own
+    // change: the first opening does not snap, closing does not overshoot.
+    void outlineMovesOnTheSpringOfItsOwnChange_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<Spring>("spring");
+        QTest::newRow("first opening") << "open" << NotchViewModel::kOpenSpring;
+        QTest::newRow("closing") << "close" << NotchViewModel::kCloseSpring;
+        QTest::newRow("drawer") << "drawer" << NotchViewModel::kDrawerSpring;
+        QTest::newRow("peek") << "peek" << NotchViewModel::kPeekInSpring;
+        QTest::newRow("wings") << "wings" << NotchViewModel::kPlaybackSpring;
+        // The user asked the desktop for less motion.
+        QTest::newRow("opening with less motion") << "open, reduced" << Spring();
+        QTest::newRow("drawer with less motion") << "drawer, reduced" << Spring();
+    }
+    void outlineMovesOnTheSpringOfItsOwnChange()
+    {
+        QFETCH(QString, change);
+        QFETCH(Spring, spring);
+        model().setReduceMotion(change.endsWith(QLatin1String(", reduced")));
+        change.remove(QLatin1String(", reduced"));
+        if (change == QLatin1String("close") || change == QLatin1String("drawer"))
+            open();
+        QList<Spring> heard;
+        QObject listener;
+        for (auto signal : {&NotchViewModel::stateChanged, &NotchViewModel::shapeRectChanged,
+                            &NotchViewModel::radiiChanged, &NotchViewModel::drawerChanged,
+                            &NotchViewModel::peekChanged, &NotchViewModel::showsPlaybackChanged})
+            connect(m_model.get(), signal, &listener, [&] { heard.append(model().outlineAnimation()); });
+        if (change == QLatin1String("open")) {
+            moveInsideNotch();
+            m_clock->advance(0.12);
+        } else if (change == QLatin1String("close")) {
+            model().collapse();
+        } else if (change == QLatin1String("drawer")) {
+            move(1220, 60);
+            m_clock->advance(0.11);
+        } else if (change == QLatin1String("peek")) {
+            model().showPeek({AirPodsLevels{}}, 4);
+        } else {
+            model().playbackChanged(true);
+        }
+        QVERIFY(heard.size() >= 2);
+        for (const Spring &s : heard)
+            QCOMPARE(s, spring);
+    }
+
+    void outlineCorners_data()
+    {
+        QTest::addColumn<bool>("open");
+        QTest::addColumn<bool>("physical");
+        QTest::addColumn<double>("notchHeight");
+        QTest::addColumn<double>("top");
+        QTest::addColumn<double>("bottom");
+        QTest::newRow("closed simulated: a pill") << false << false << 28.0 << 6.0 << 14.0;
+        QTest::newRow("closed simulated under a tall panel") << false << false << 40.0 << 6.0 << 20.0;
+        QTest::newRow("closed real housing") << false << true << 32.0 << 6.0 << 10.0;
+        QTest::newRow("open simulated") << true << false << 28.0 << 8.0 << 22.0;
+        QTest::newRow("open real housing") << true << true << 32.0 << 8.0 << 22.0;
+    }
+    void outlineCorners()
+    {
+        QFETCH(bool, open);
+        QFETCH(bool, physical);
+        QFETCH(double, notchHeight);
+        QFETCH(double, top);
+        QFETCH(double, bottom);
+        const NotchGeometry g(QSizeF(190, notchHeight), physical, ScreenSpace::fromQt(QRectF(0, 0, 1512, 982)));
+        const auto radii = NotchViewModel::radii(open, g);
+        QCOMPARE(radii.top, top);
+        QCOMPARE(radii.bottom, bottom);
+    }
+
     void drawersFollowTheEdgeStrips_data()
     {
         QTest::addColumn<QList<double>>("path"); // x positions, 0.05 s apart, at y 60
         QTest::addColumn<double>("wait");
         QTest::addColumn<int>("expected");
         using D = NotchViewModel::Drawer;
-        QTest::newRow("right strip opens the calendar") << QList<double>{1220} << 0.11 << int(D::Calendar);
-        QTest::newRow("left strip opens the mirror") << QList<double>{700} << 0.11 << int(D::Mirror);
         QTest::newRow("not before the dwell") << QList<double>{1220} << 0.05 << int(D::None);
         QTest::newRow("strip left within the dwell") << QList<double>{1220, 960} << 0.2 << int(D::None);
-        QTest::newRow("just outside the strip") << QList<double>{1190} << 0.5 << int(D::None);
         // Passing from one strip to the other keeps the first target.
         QTest::newRow("pending keeps its first target") << QList<double>{1220, 700} << 0.11 << int(D::Calendar);
-        QTest::newRow("calendar keeps its 150-point band") << QList<double>{1220, 1220, 1220, 1080} << 0.5 << int(D::Calendar);
-        QTest::newRow("beyond the band closes at once") << QList<double>{1220, 1220, 1220, 1070} << 0.0 << int(D::None);
+        QTest::newRow("calendar keeps its 150-point band") << QList<double>{1220, 1220, 1220, 1067} << 0.5 << int(D::Calendar);
+        QTest::newRow("beyond the band closes at once") << QList<double>{1220, 1220, 1220, 1066} << 0.0 << int(D::None);
         QTest::newRow("mirror keeps its band") << QList<double>{700, 700, 700, 840} << 0.5 << int(D::Mirror);
         QTest::newRow("mirror hands over to the calendar") << QList<double>{700, 700, 700, 1220} << 0.11 << int(D::Calendar);
     }
@@ -125,6 +197,33 @@ private Q_SLOTS:
         }
         m_clock->advance(wait);
         QCOMPARE(int(model().drawer()), expected);
+    }
+
+    // As a user meets it, on a 1512-point screen with the Nook open: the
+    // window is 1210 wide, the centre page 340…870 in window coordinates,
+    // its visible walls at 348 and 862. Every point of each strip, from 30
+    // points inside the wall out to the outline's edge, opens its drawer;
+    // the point just inside does not.
+    void drawerStripsSpanTheirWholeWidth()
+    {
+        const NotchGeometry screen(QSizeF(185, 24), false, ScreenSpace::fromQt(QRectF(0, 0, 1512, 982)));
+        model().update(screen);
+        const double windowX = ScreenSpace::minX(screen.windowFrame());
+        QCOMPARE(windowX, 151.0);
+        auto drawerAt = [&](double x) {
+            model().collapse();
+            open();
+            move(windowX + x, 80);
+            m_clock->advance(0.11);
+            return model().drawer();
+        };
+        using D = NotchViewModel::Drawer;
+        for (double x = 832; x <= 870; x += 1)
+            QVERIFY2(drawerAt(x) == D::Calendar, qPrintable(QString::number(x)));
+        for (double x = 340; x <= 378; x += 1)
+            QVERIFY2(drawerAt(x) == D::Mirror, qPrintable(QString::number(x)));
+        QCOMPARE(drawerAt(831), D::None);
+        QCOMPARE(drawerAt(379), D::None);
     }
 
     void drawerOutWidensTheOutline()
@@ -168,6 +267,14 @@ private Q_SLOTS:
         m_clock->advance(0.11);
         QCOMPARE(model().drawer(), NotchViewModel::Drawer::Mirror);
         m_settings->setShowsMirror(false);
+        QCOMPARE(model().drawer(), NotchViewModel::Drawer::None);
+
+        // Without a view for it, the left strip opens no empty drawer.
+        m_settings->setShowsMirror(true);
+        model().setMirrorAvailable(false);
+        move(960, 60);
+        move(700, 60);
+        m_clock->advance(1);
         QCOMPARE(model().drawer(), NotchViewModel::Drawer::None);
     }
 
@@ -235,7 +342,9 @@ private Q_SLOTS:
         QVERIFY(!model().showsPlayback());
         model().playbackChanged(true);
         QVERIFY(model().showsPlayback());
-        QCOMPARE(model().shapeRect().width(), 190 + 2 * 44.0);
+        // The wings fill exactly the room the outline grew by.
+        QCOMPARE(model().shapeRect(), model().leftWingRect().united(model().rightWingRect()));
+        QCOMPARE(model().leftWingRect().width(), 44.0);
         model().playbackChanged(false);
         m_clock->advance(4.9);
         model().playbackChanged(true);
@@ -261,7 +370,8 @@ private Q_SLOTS:
         levels.right = 75;
         model().showPeek({levels}, 4);
         QVERIFY(model().hasPeek());
-        QCOMPARE(model().shapeRect().width(), 190 + 2 * 74.0);
+        QCOMPARE(model().shapeRect(), model().peekRect());
+        QCOMPARE(model().peekRect().width(), 190 + 2 * 74.0);
         QCOMPARE(model().peekLevels().lowestOrNone(), 75);
         m_clock->advance(3.9);
         QVERIFY(model().hasPeek());

@@ -1,3 +1,4 @@
+#include "core/ManualClock.h"
 #include "notch/ScreenLock.h"
 #include "support/PrivateBus.h"
 
@@ -88,7 +89,6 @@ private:
     Mock m_screenSaver;
     std::unique_ptr<QDBusConnection> m_system;
     std::unique_ptr<QDBusConnection> m_session;
-    std::unique_ptr<ScreenLock> m_lock;
     QString m_sessionPath;
 
 private Q_SLOTS:
@@ -133,91 +133,111 @@ private Q_SLOTS:
             QStringLiteral("org.freedesktop.DBus.Mock"), QStringLiteral("AddSession"),
             {QStringLiteral("c7"), QStringLiteral("seat0"), quint32(1000), QStringLiteral("ada"), true});
 
-        // The watcher shares the test's connections, so the match rules it
-        // adds reach each bus before the calls that make the mocks signal.
-        m_lock = std::make_unique<ScreenLock>(*m_system, *m_session, QStringLiteral("c7"));
-        QSignalSpy found(m_lock.get(), &ScreenLock::sessionPathChanged);
-        m_lock->start();
-        m_lock->start();
-        QVERIFY(found.wait(10000));
         m_sessionPath = QStringLiteral("/org/freedesktop/login1/session/c7");
-        QCOMPARE(m_lock->sessionPath(), m_sessionPath);
-        QCOMPARE(found.count(), 1);
-        QVERIFY(!m_lock->isLocked());
     }
 
-    void cleanupTestCase() { m_lock.reset(); }
+    // The watcher shares the test's connections, so the match rules it adds
+    // reach each bus before the calls that make the mocks signal.
+    std::unique_ptr<ScreenLock> startWatcher(ManualClock &clock)
+    {
+        auto lock = std::make_unique<ScreenLock>(*m_system, *m_session, QStringLiteral("c7"), clock);
+        QSignalSpy found(lock.get(), &ScreenLock::sessionPathChanged);
+        lock->start();
+        lock->start();
+        if (!found.wait(10000) || lock->sessionPath() != m_sessionPath || found.count() != 1)
+            return nullptr;
+        // Its first reading of the hint is answered before ours.
+        readHint();
+        return lock;
+    }
 
+    void readHint()
+    {
+        call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath,
+            QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
+            {QStringLiteral("org.freedesktop.login1.Session"), QStringLiteral("LockedHint")});
+    }
+
+    void report(const QString &step)
+    {
+        const QString session = QStringLiteral("org.freedesktop.login1.Session");
+        const bool on = step.endsWith(QLatin1Char('+'));
+        if (step.startsWith(QLatin1String("hint"))) {
+            call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
+                QStringLiteral("SetLockedHint"), {on});
+        } else if (step == QLatin1String("lock") || step == QLatin1String("unlock")) {
+            call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
+                step == QLatin1String("lock") ? QStringLiteral("Lock") : QStringLiteral("Unlock"));
+        } else if (step.startsWith(QLatin1String("freedesktop"))) {
+            call(*m_session, QStringLiteral("org.freedesktop.ScreenSaver"),
+                QStringLiteral("/org/freedesktop/ScreenSaver"), QStringLiteral("org.freedesktop.DBus.Mock"),
+                QStringLiteral("EmitSignal"),
+                {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("ActiveChanged"),
+                    QStringLiteral("b"), QVariant::fromValue(QVariantList {on})});
+        } else {
+            call(*m_session, QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("/org/gnome/ScreenSaver"),
+                QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("SetActive"), {on});
+        }
+    }
+
+    // Every mock back to unlocked, with nobody listening.
+    void cleanup()
+    {
+        for (const QString &step : {QStringLiteral("hint-"), QStringLiteral("gnome-")})
+            report(step);
+    }
+
+    // The application's own watcher: the buses and the session come from
+    // the environment.
     void findsItsSessionThroughTheEnvironment()
     {
         ScreenLock lock;
         QSignalSpy found(&lock, &ScreenLock::sessionPathChanged);
-        QSignalSpy changes(&lock, &ScreenLock::isLockedChanged);
         lock.start();
         QVERIFY(found.wait(10000));
         QCOMPARE(lock.sessionPath(), m_sessionPath);
-        // A round trip on each of its connections: the bus has then taken
-        // the match rules it sent before.
-        QVERIFY(
-            QDBusConnection::systemBus().interface()->isServiceRegistered(QStringLiteral("org.freedesktop.login1")));
-        QVERIFY(
-            QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("org.gnome.ScreenSaver")));
-
-        const QString session = QStringLiteral("org.freedesktop.login1.Session");
-        call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
-            QStringLiteral("SetLockedHint"), {true});
-        QTRY_VERIFY(lock.isLocked());
-        call(*m_session, QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("/org/gnome/ScreenSaver"),
-            QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("SetActive"), {false});
-        QTRY_VERIFY(!lock.isLocked());
-        QCOMPARE(changes.count(), 2);
-        // Leave the session unlocked by every source for the next test.
-        call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
-            QStringLiteral("SetLockedHint"), {false});
     }
 
-    void eachSourceLocksAndUnlocksOnce_data()
+    // Steps: a channel's report ("hint+", "gnome-" …), a logind request
+    // ("lock", "unlock"), or "wait" for the check of an unconfirmed request.
+    // `states` is the expected lock state after each step, one digit a step.
+    void followsEachChannel_data()
     {
-        QTest::addColumn<QString>("source");
-        QTest::newRow("logind LockedHint") << "hint";
-        QTest::newRow("logind Lock and Unlock requests") << "request";
-        QTest::newRow("freedesktop ScreenSaver") << "freedesktop";
-        QTest::newRow("GNOME ScreenSaver") << "gnome";
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<QString>("states");
+        QTest::addColumn<int>("changes");
+        auto steps = [](const char *list) { return QString::fromLatin1(list).split(QLatin1Char(' ')); };
+        QTest::newRow("logind LockedHint") << steps("hint+ hint+ hint- hint-") << "1100" << 2;
+        QTest::newRow("freedesktop ScreenSaver") << steps("freedesktop+ freedesktop+ freedesktop- freedesktop-") << "1100" << 2;
+        QTest::newRow("GNOME ScreenSaver") << steps("gnome+ gnome+ gnome- gnome-") << "1100" << 2;
+        QTest::newRow("the latest report wins") << steps("hint+ gnome-") << "10" << 2;
+        QTest::newRow("Lock and Unlock requests alone") << steps("lock lock unlock") << "110" << 2;
+        // swaylock and friends never send Unlock: an unconfirmed lock ends.
+        QTest::newRow("an unconfirmed request is undone") << steps("lock wait") << "10" << 2;
+        QTest::newRow("a request the hint confirms stays") << steps("lock hint+ wait hint-") << "1110" << 2;
+        QTest::newRow("requests ignored where a screensaver reports")
+            << steps("gnome+ gnome- lock unlock") << "1000" << 2;
     }
-
-    void eachSourceLocksAndUnlocksOnce()
+    void followsEachChannel()
     {
-        QFETCH(QString, source);
-        const QString session = QStringLiteral("org.freedesktop.login1.Session");
-        auto report = [&](bool locked) {
-            if (source == QLatin1String("hint")) {
-                call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
-                    QStringLiteral("SetLockedHint"), {locked});
-            } else if (source == QLatin1String("request")) {
-                call(*m_system, QStringLiteral("org.freedesktop.login1"), m_sessionPath, session,
-                    locked ? QStringLiteral("Lock") : QStringLiteral("Unlock"));
-            } else if (source == QLatin1String("freedesktop")) {
-                call(*m_session, QStringLiteral("org.freedesktop.ScreenSaver"),
-                    QStringLiteral("/org/freedesktop/ScreenSaver"), QStringLiteral("org.freedesktop.DBus.Mock"),
-                    QStringLiteral("EmitSignal"),
-                    {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("ActiveChanged"),
-                        QStringLiteral("b"), QVariant::fromValue(QVariantList {locked})});
+        QFETCH(QStringList, steps);
+        QFETCH(QString, states);
+        QFETCH(int, changes);
+        ManualClock clock;
+        const auto lock = startWatcher(clock);
+        QVERIFY2(lock, "the watcher did not find its logind session");
+        QVERIFY(!lock->isLocked());
+        QSignalSpy spy(lock.get(), &ScreenLock::isLockedChanged);
+        for (qsizetype i = 0; i < steps.size(); ++i) {
+            if (steps[i] == QLatin1String("wait")) {
+                clock.advance(ScreenLock::kRequestCheckDelay);
+                readHint();
             } else {
-                call(*m_session, QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("/org/gnome/ScreenSaver"),
-                    QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("SetActive"), {locked});
+                report(steps[i]);
             }
-        };
-
-        QSignalSpy changes(m_lock.get(), &ScreenLock::isLockedChanged);
-        report(true);
-        QTRY_VERIFY(m_lock->isLocked());
-        // Said twice, locked once.
-        report(true);
-        report(false);
-        QTRY_VERIFY(!m_lock->isLocked());
-        report(false);
-        QCOMPARE(changes.count(), 2);
-        QVERIFY(!m_lock->isLocked());
+            QCOMPARE(lock->isLocked(), states[i] == QLatin1Char('1'));
+        }
+        QCOMPARE(spy.count(), changes);
     }
 };
 

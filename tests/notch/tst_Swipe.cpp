@@ -62,29 +62,49 @@ class tst_Swipe : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void wheelOverVolumeStepsBySixteenths_data()
+    // Classic wheels send 120 units a notch, high-resolution ones (libinput,
+    // XWayland) eight events of 15: both step once a notch.
+    void wheelStepsOncePerNotch_data()
     {
-        QTest::addColumn<ScrollInput>("event");
+        QTest::addColumn<QList<QPointF>>("deltas");
+        QTest::addColumn<bool>("inverted");
+        QTest::addColumn<bool>("overStrip");
         QTest::addColumn<bool>("consumed");
         QTest::addColumn<double>("level");
-        QTest::newRow("wheel up raises") << wheel(0, 15) << true << 0.5625;
-        QTest::newRow("wheel down lowers") << wheel(0, -15) << true << 0.4375;
-        QTest::newRow("a big notch is still one step") << wheel(0, 120) << true << 0.5625;
-        QTest::newRow("horizontal wheel right raises") << wheel(-15, 0) << true << 0.5625;
-        QTest::newRow("inverted device: vertical undone") << wheel(0, 15, true) << true << 0.4375;
-        QTest::newRow("zero delta is consumed, changes nothing") << wheel(0, 0) << true << 0.5;
-        QTest::newRow("tie goes to the vertical axis") << wheel(-15, -15) << true << 0.4375;
-        QTest::newRow("elsewhere the wheel passes on") << wheel(0, 15, false, false) << false << 0.5;
+        QTest::addColumn<QList<int>>("days");
+        const QList<QPointF> hiResUp(8, QPointF(0, 15));
+        const QList<QPointF> hiResDown(8, QPointF(0, -15));
+        QTest::newRow("classic notch up") << QList<QPointF>{{0, 120}} << false << false << true << 0.5625 << QList<int>{};
+        QTest::newRow("classic notch down") << QList<QPointF>{{0, -120}} << false << false << true << 0.4375 << QList<int>{};
+        QTest::newRow("hi-res notch up") << hiResUp << false << false << true << 0.5625 << QList<int>{};
+        QTest::newRow("hi-res half notch waits") << hiResUp.mid(0, 4) << false << false << true << 0.5 << QList<int>{};
+        QTest::newRow("two notches in one event") << QList<QPointF>{{0, 240}} << false << false << true << 0.625 << QList<int>{};
+        QTest::newRow("turning back starts over")
+            << QList<QPointF>{{0, 60}, {0, -60}, {0, -60}} << false << false << true << 0.4375 << QList<int>{};
+        QTest::newRow("horizontal wheel right raises") << QList<QPointF>{{-120, 0}} << false << false << true << 0.5625 << QList<int>{};
+        QTest::newRow("inverted device: vertical undone") << QList<QPointF>{{0, 120}} << true << false << true << 0.4375 << QList<int>{};
+        QTest::newRow("tie goes to the vertical axis") << QList<QPointF>{{-120, -120}} << false << false << true << 0.4375 << QList<int>{};
+        QTest::newRow("zero delta is consumed") << QList<QPointF>{{0, 0}} << false << false << true << 0.5 << QList<int>{};
+        QTest::newRow("hi-res notch over the strip") << hiResUp << false << true << true << 0.5 << QList<int>{-1};
+        QTest::newRow("hi-res notch back over the strip") << hiResDown << false << true << true << 0.5 << QList<int>{1};
+        QTest::newRow("classic notches over the strip")
+            << QList<QPointF>{{0, 120}, {0, -120}, {0, -120}} << false << true << true << 0.5 << QList<int>{-1, 1, 1};
     }
-    void wheelOverVolumeStepsBySixteenths()
+    void wheelStepsOncePerNotch()
     {
-        QFETCH(ScrollInput, event);
+        QFETCH(QList<QPointF>, deltas);
+        QFETCH(bool, inverted);
+        QFETCH(bool, overStrip);
         QFETCH(bool, consumed);
         QFETCH(double, level);
+        QFETCH(QList<int>, days);
         Recorder targets;
+        targets.calendarOut = overStrip;
         Swipe swipe;
-        QCOMPARE(swipe.handle(event, targets), consumed);
+        for (const QPointF &d : deltas)
+            QCOMPARE(swipe.handle(wheel(d.x(), d.y(), inverted, !overStrip, overStrip), targets), consumed);
         QCOMPARE(targets.level, level);
+        QCOMPARE(targets.daySteps, days);
     }
 
     void trackpadOverVolumeOwnsItsGesture()
@@ -139,13 +159,9 @@ private Q_SLOTS:
         QCOMPARE(targets.stripEnds, (QList<double>{-10 - 6 * 12.0}));
         QVERIFY(targets.pageDrags.isEmpty());
 
-        // A wheel over the strip moves one day per notch, against the delta.
-        QVERIFY(swipe.handle(wheel(0, 15, false, false, true), targets));
-        QVERIFY(swipe.handle(wheel(0, -15, false, false, true), targets));
-        QCOMPARE(targets.daySteps, (QList<int>{-1, 1}));
         // Without the calendar out the strip is not there.
         targets.calendarOut = false;
-        QVERIFY(!swipe.handle(wheel(0, 15, false, false, true), targets));
+        QVERIFY(!swipe.handle(wheel(0, 120, false, false, true), targets));
     }
 
     void closedNotchLetsEverythingPass()
@@ -153,8 +169,11 @@ private Q_SLOTS:
         Recorder targets;
         targets.expanded = false;
         Swipe swipe;
-        QVERIFY(!swipe.handle(wheel(0, 15), targets));
+        QVERIFY(!swipe.handle(wheel(0, 120), targets));
         QVERIFY(!swipe.handle(pad(Phase::Changed, -30, 0), targets));
+        // Open, a wheel over neither the volume nor the day strip passes on.
+        targets.expanded = true;
+        QVERIFY(!swipe.handle(wheel(0, 120, false, false), targets));
         QCOMPARE(targets.level, 0.5);
     }
 

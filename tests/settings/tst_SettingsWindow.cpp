@@ -6,6 +6,7 @@
 #include "settings/SettingsWindowController.h"
 
 #include <QQmlEngine>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QTemporaryDir>
 #include <QTest>
@@ -38,6 +39,43 @@ private Q_SLOTS:
         // The window edits the one shared settings store.
         settings.setShowsMirror(false);
         QVERIFY(!defaults.boolValue(NookSettings::kMirrorKey));
+    }
+
+    // After a change that failed, the switch shows the real state.
+    void loginSwitchShowsTheRealState_data()
+    {
+        QTest::addColumn<bool>("canRegister");
+        QTest::newRow("registration fails") << false;
+        QTest::newRow("registration works") << true;
+    }
+    void loginSwitchShowsTheRealState()
+    {
+        QFETCH(bool, canRegister);
+        QTemporaryDir dir;
+        UserDefaults defaults(dir.filePath(QStringLiteral("Tarnwick.conf")));
+        NookSettings settings(defaults);
+        NookSettings::setInstance(&settings);
+        // Without a program file to start there is nothing to register.
+        LaunchAtLogin login(dir.filePath(QStringLiteral("autostart")),
+                            canRegister ? QCoreApplication::applicationFilePath() : QString(), nullptr);
+        LaunchAtLogin::setInstance(&login);
+        QQmlEngine engine;
+        QmlModule::prepare(engine);
+        SettingsWindowController controller(engine);
+        controller.show();
+        QQuickWindow *window = controller.window();
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        auto *toggle = window->findChild<QQuickItem *>(QStringLiteral("loginSwitch"));
+        QVERIFY(toggle != nullptr);
+
+        const QPointF centre = toggle->mapToScene(QPointF(toggle->width() / 2, toggle->height() / 2));
+        QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
+        QCOMPARE(login.isEnabled(), canRegister);
+        QCOMPARE(toggle->property("checked").toBool(), canRegister);
+        QCOMPARE(login.lastError().isEmpty(), canRegister);
+        // And it keeps following the store afterwards.
+        login.setEnabled(false);
+        QVERIFY(!toggle->property("checked").toBool());
     }
 
     void acknowledgesEveryComponentWithANotice()

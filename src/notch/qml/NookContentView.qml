@@ -64,7 +64,7 @@ Item {
 
     PageDots {
         model: nook.model
-        visible: nook.pages.length > 1
+        visible: nook.pages.length > 0
         anchors.right: pageArea.right
         anchors.rightMargin: 12
         y: (nook.bandHeight - height) / 2

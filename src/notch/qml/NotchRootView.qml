@@ -21,6 +21,8 @@ Item {
         }
     }
     property Component mirrorDrawer
+    // The left strip offers a drawer only once there is a view to show in it.
+    Binding { target: root.model; property: "mirrorAvailable"; value: root.mirrorDrawer !== null }
     property Component calendarDrawer: Component {
         CalendarDrawerView { model: root.model }
     }
@@ -34,7 +36,6 @@ Item {
 
     readonly property rect shape: model.shapeRect
     readonly property bool open: model.isExpanded
-    readonly property notchGeometry geometry: model.geometry
     readonly property spring outlineSpring: model.outlineAnimation
 
     // Position, size and both radii move together, on one spring.
@@ -42,13 +43,8 @@ Item {
     SpringValue { id: sy; spring: root.outlineSpring; target: root.shape.y }
     SpringValue { id: sw; spring: root.outlineSpring; target: root.shape.width }
     SpringValue { id: sh; spring: root.outlineSpring; target: root.shape.height }
-    SpringValue { id: topRadius; spring: root.outlineSpring; target: root.open ? 8 : 6 }
-    SpringValue {
-        id: bottomRadius
-        spring: root.outlineSpring
-        // A simulated notch gets a pill-like lower edge.
-        target: root.open ? 22 : (root.geometry.hasPhysicalNotch ? 10 : root.geometry.notchSize.height / 2)
-    }
+    SpringValue { id: topRadius; spring: root.outlineSpring; target: root.model.topRadius }
+    SpringValue { id: bottomRadius; spring: root.outlineSpring; target: root.model.bottomRadius }
     // 0 closed … 1 open, on the outline's own spring, for the content fades.
     SpringValue { id: openness; spring: root.outlineSpring; target: root.open ? 1 : 0 }
 
@@ -82,28 +78,26 @@ Item {
             opacity: Math.max(0, 1 - openness.value * 2.5)
             visible: opacity > 0
 
-            readonly property rect notch: root.geometry.notchRect
-
             Loader {
                 active: root.model.showsPlayback && !root.model.hasPeek && root.leftWing !== null
                 sourceComponent: root.leftWing
-                x: closedContent.notch.x - 44
-                width: 44
-                height: closedContent.notch.height
+                x: root.model.leftWingRect.x
+                width: root.model.leftWingRect.width
+                height: root.model.leftWingRect.height
             }
             Loader {
                 active: root.model.showsPlayback && !root.model.hasPeek && root.rightWing !== null
                 sourceComponent: root.rightWing
-                x: closedContent.notch.x + closedContent.notch.width
-                width: 44
-                height: closedContent.notch.height
+                x: root.model.rightWingRect.x
+                width: root.model.rightWingRect.width
+                height: root.model.rightWingRect.height
             }
             Loader {
                 active: root.model.hasPeek && root.peekView !== null
                 sourceComponent: root.peekView
-                x: closedContent.notch.x - 74
-                width: closedContent.notch.width + 2 * 74
-                height: closedContent.notch.height
+                x: root.model.peekRect.x
+                width: root.model.peekRect.width
+                height: root.model.peekRect.height
             }
         }
 
@@ -120,7 +114,9 @@ Item {
             mirrorDrawer: root.mirrorDrawer
             calendarDrawer: root.calendarDrawer
             opacity: Math.max(0, Math.min(1, (openness.value - 0.3) / 0.7))
-            visible: opacity > 0
+            // Visible from the first moment of opening, so the keyboard can
+            // land in it before it has faded in.
+            visible: opacity > 0 || root.open
             enabled: root.open
         }
     }
@@ -130,6 +126,20 @@ Item {
         id: nookDrop
         anchors.fill: parent
         model: root.model
+    }
+
+    // From the keyboard: a shortcut opens the Nook with focus on its first
+    // control, Tab goes on through the controls, Escape closes it and gives
+    // the keyboard back to the window that had it.
+    Keys.onEscapePressed: root.model.dismiss()
+    Connections {
+        target: root.model
+        function onKeyboardFocusRequested() {
+            root.forceActiveFocus()
+            const first = root.nextItemInFocusChain(true)
+            if (first)
+                first.forceActiveFocus(Qt.TabFocusReason)
+        }
     }
 
     // A tap on the closed notch opens it.

@@ -61,10 +61,17 @@ ApplicationWindow {
                     contentItem: RowLayout {
                         Label { text: loginRow.text; Layout.fillWidth: true }
                         Switch {
+                            objectName: "loginSwitch"
                             checked: LaunchAtLogin.isEnabled
                             focusPolicy: Qt.NoFocus
                             Accessible.ignored: true
-                            onToggled: LaunchAtLogin.setEnabled(checked)
+                            // A toggle flips the switch at once; the entry may
+                            // still fail to change, so it shows the real state
+                            // again whatever came of it.
+                            onToggled: {
+                                LaunchAtLogin.setEnabled(checked)
+                                checked = Qt.binding(() => LaunchAtLogin.isEnabled)
+                            }
                         }
                     }
                 }
