@@ -108,8 +108,10 @@ void MusicMode::restoreNow()
 void MusicMode::forgetWallpaperPosters(UserDefaults &defaults)
 {
     defaults.remove(kAppliedWallpaperKey);
+    // ~/.local/share/Tarnwick, as the calendars: AppDataLocation would add
+    // the organisation's name a second time.
     const QString folder =
-        QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + QStringLiteral("/Wallpapers");
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Tarnwick/Wallpapers");
     QDir(folder).removeRecursively();
 }
 
