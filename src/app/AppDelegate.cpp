@@ -7,6 +7,7 @@
 #include "app/TerminationSignals.h"
 #include "core/Clock.h"
 #include "core/UserDefaults.h"
+#include "musicmode/DesktopPoster.h"
 #include "musicmode/MusicMode.h"
 #include "notch/NotchWindowController.h"
 #include "calendar/CalendarAgenda.h"
@@ -78,6 +79,7 @@ AppDelegate::~AppDelegate()
     m_trayIcon.reset();
     m_controller.reset();
     m_musicMode.reset();
+    m_posters.reset();
     m_screenLock.reset();
     m_dayStrip.reset();
     m_agenda.reset();
@@ -155,7 +157,8 @@ bool AppDelegate::launch()
     m_dayStrip = std::make_unique<AgendaDayStrip>(*m_agenda);
 
     // Music mode, before the views that show its switch.
-    m_musicMode = MusicMode::forDesktop(Clock::system(), *m_defaults, nullptr);
+    m_posters = DesktopPoster::create();
+    m_musicMode = MusicMode::forDesktop(Clock::system(), *m_defaults, m_posters.get());
     MusicMode::setInstance(m_musicMode.get());
 
     // 6. The notch, with every service, and the wings following the music.

@@ -15,6 +15,11 @@ bool isAvailable();
 // task bars, pagers and window switchers. Call after create(), before show().
 void setPanelHints(QWindow *window);
 
+// A window of the desktop itself: below every normal window, above the
+// root window's wallpaper, on every desktop, out of task bars and pagers.
+// Call after create(), before show().
+void setDesktopLayerHints(QWindow *window);
+
 // Only these rectangles (window coordinates, device-independent pixels) take
 // pointer input; everything else falls through to the windows below.
 void setInputShape(QWindow *window, const QList<QRect> &rects);
