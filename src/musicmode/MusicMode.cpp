@@ -29,7 +29,7 @@ std::unique_ptr<MusicMode> MusicMode::forDesktop(Clock &clock, UserDefaults &def
 {
     std::unique_ptr<TintKeeper> keeper;
     if (auto store = IconTintStore::forDesktop())
-        keeper = std::make_unique<TintKeeper>(std::move(store), std::make_unique<UserDefaults>(defaults.fileName()));
+        keeper = std::make_unique<TintKeeper>(std::move(store), defaults.fileName());
     return std::make_unique<MusicMode>(clock, defaults, std::move(keeper), posters);
 }
 

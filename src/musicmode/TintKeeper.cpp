@@ -3,9 +3,9 @@
 #include "core/UserDefaults.h"
 #include "musicmode/IconTintStore.h"
 
-TintKeeper::TintKeeper(std::unique_ptr<IconTintStore> store, std::unique_ptr<UserDefaults> defaults)
+TintKeeper::TintKeeper(std::unique_ptr<IconTintStore> store, QString defaultsFile)
     : m_store(std::move(store))
-    , m_defaults(std::move(defaults))
+    , m_defaultsFile(std::move(defaultsFile))
 {
     // One thread, first in first out: changes reach the desktop in order.
     m_queue.setMaxThreadCount(1);
@@ -14,7 +14,16 @@ TintKeeper::TintKeeper(std::unique_ptr<IconTintStore> store, std::unique_ptr<Use
 
 TintKeeper::~TintKeeper()
 {
+    // The settings object goes on the thread that made it.
+    m_queue.start([this] { m_defaults.reset(); });
     m_queue.waitForDone();
+}
+
+UserDefaults &TintKeeper::defaults()
+{
+    if (!m_defaults)
+        m_defaults = std::make_unique<UserDefaults>(m_defaultsFile);
+    return *m_defaults;
 }
 
 void TintKeeper::request(const Target &target)
@@ -79,22 +88,22 @@ void TintKeeper::converge(const Target &target)
         if (const std::optional<IconTint> original = load(kOriginalTintKey))
             m_store->write(*original);
     }
-    m_defaults->remove(kOriginalTintKey);
-    m_defaults->remove(kAppliedTintKey);
-    m_defaults->sync();
+    defaults().remove(kOriginalTintKey);
+    defaults().remove(kAppliedTintKey);
+    defaults().sync();
 }
 
-std::optional<IconTint> TintKeeper::load(const QString &key) const
+std::optional<IconTint> TintKeeper::load(const QString &key)
 {
-    if (!m_defaults->contains(key))
+    if (!defaults().contains(key))
         return std::nullopt;
-    return IconTint::decoded(m_defaults->stringValue(key).toUtf8());
+    return IconTint::decoded(defaults().stringValue(key).toUtf8());
 }
 
 void TintKeeper::save(const QString &key, const IconTint &tint)
 {
-    m_defaults->setString(key, QString::fromUtf8(tint.encoded()));
+    defaults().setString(key, QString::fromUtf8(tint.encoded()));
     // On disk before the desktop changes: a crash right after the write must
     // still find the user's colour at the next start.
-    m_defaults->sync();
+    defaults().sync();
 }

@@ -39,9 +39,10 @@ public:
     static inline const QString kAppliedTintKey = QStringLiteral("musicMode.appliedTint");
     static inline const QString kOriginalTintKey = QStringLiteral("musicMode.originalTint");
 
-    // `defaults` is used on the worker thread only: give the keeper its own
-    // UserDefaults on the application's file.
-    TintKeeper(std::unique_ptr<IconTintStore> store, std::unique_ptr<UserDefaults> defaults);
+    // The keys live in the settings file `defaultsFile`, which the keeper
+    // opens on its own worker thread: a settings object answers to the
+    // thread it was made on, and this one is never touched by another.
+    TintKeeper(std::unique_ptr<IconTintStore> store, QString defaultsFile);
     ~TintKeeper();
 
     // Asks for a target. Requests that arrive before the worker gets to them
@@ -56,10 +57,12 @@ public:
 
 private:
     void drain();
-    std::optional<IconTint> load(const QString &key) const;
+    UserDefaults &defaults();
+    std::optional<IconTint> load(const QString &key);
     void save(const QString &key, const IconTint &tint);
 
     std::unique_ptr<IconTintStore> m_store;
+    QString m_defaultsFile;
     std::unique_ptr<UserDefaults> m_defaults;
     QMutex m_lock;
     Target m_wanted;

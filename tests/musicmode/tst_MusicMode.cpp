@@ -144,7 +144,7 @@ private Q_SLOTS:
         auto owned = std::make_unique<FakeIconTintStore>(IconTint{2, std::nullopt});
         FakeIconTintStore &store = *owned;
         auto keeper =
-            std::make_unique<TintKeeper>(std::move(owned), std::make_unique<UserDefaults>(m_defaults->fileName()));
+            std::make_unique<TintKeeper>(std::move(owned), m_defaults->fileName());
         TintKeeper &tints = *keeper;
         MusicMode mode(clock, *m_defaults, std::move(keeper), &posters);
         QCOMPARE(mode.helpText(), MusicMode::tintingHelpText());

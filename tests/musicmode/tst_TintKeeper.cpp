@@ -96,7 +96,7 @@ private Q_SLOTS:
         auto owned = std::make_unique<FakeIconTintStore>(kUsers);
         FakeIconTintStore &store = *owned;
         store.eightBit = eightBit;
-        TintKeeper keeper(std::move(owned), std::make_unique<UserDefaults>(file));
+        TintKeeper keeper(std::move(owned), file);
         for (const Step &step : script) {
             switch (step.kind) {
             case Step::Kind::Converge: keeper.converge(step.target); break;
@@ -118,7 +118,7 @@ private Q_SLOTS:
         auto owned = std::make_unique<FakeIconTintStore>(kUsers);
         FakeIconTintStore &store = *owned;
         store.holdFirstRead = true;
-        TintKeeper keeper(std::move(owned), std::make_unique<UserDefaults>(dir.filePath(QStringLiteral("t.conf"))));
+        TintKeeper keeper(std::move(owned), dir.filePath(QStringLiteral("t.conf")));
 
         keeper.request(Target::accent(1, 0, 0));
         store.entered.acquire(); // the worker is busy with the first request
@@ -129,18 +129,6 @@ private Q_SLOTS:
         QCOMPARE(store.writes, (QList<IconTint>{IconTint::customColor(1, 0, 0), IconTint::customColor(0, 0, 1)}));
     }
 
-    void restoreNowIsDoneWhenItReturns()
-    {
-        QTemporaryDir dir;
-        auto owned = std::make_unique<FakeIconTintStore>(kUsers);
-        FakeIconTintStore &store = *owned;
-        TintKeeper keeper(std::move(owned), std::make_unique<UserDefaults>(dir.filePath(QStringLiteral("t.conf"))));
-        keeper.request(Target::accent(1, 0, 0));
-        keeper.restoreNow();
-        QMutexLocker locker(&store.mutex);
-        QCOMPARE(store.current, kUsers);
-    }
-
     void tintsSurviveTheSettingsFile_data()
     {
         QTest::addColumn<QByteArray>("text");
@@ -149,7 +137,6 @@ private Q_SLOTS:
                                 << std::optional(IconTint::customColor(0.25, 0.5, 1));
         QTest::newRow("named") << QByteArray(R"({"name":4})") << std::optional(IconTint{4, std::nullopt});
         QTest::newRow("not json") << QByteArray("4") << std::optional<IconTint>();
-        QTest::newRow("no name") << QByteArray(R"({"custom":[1,1,1,1]})") << std::optional<IconTint>();
         QTest::newRow("negative name") << QByteArray(R"({"name":-1})") << std::optional<IconTint>();
         QTest::newRow("custom not numbers") << QByteArray(R"({"name":10,"custom":["red"]})")
                                             << std::optional<IconTint>();
