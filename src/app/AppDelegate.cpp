@@ -7,6 +7,8 @@
 #include "app/TerminationSignals.h"
 #include "core/Clock.h"
 #include "core/UserDefaults.h"
+#include "musicmode/DesktopPoster.h"
+#include "musicmode/MusicMode.h"
 #include "notch/NotchWindowController.h"
 #include "calendar/CalendarAgenda.h"
 #include "calendar/VdirEventStore.h"
@@ -78,6 +80,8 @@ AppDelegate::~AppDelegate()
     m_settingsWindow.reset();
     m_trayIcon.reset();
     m_controller.reset();
+    m_musicMode.reset();
+    m_posters.reset();
     m_screenLock.reset();
     m_dayStrip.reset();
     m_agenda.reset();
@@ -165,6 +169,11 @@ bool AppDelegate::launch()
     CalendarAgenda::setInstance(m_agenda.get());
     m_dayStrip = std::make_unique<AgendaDayStrip>(*m_agenda);
 
+    // Music mode, before the views that show its switch.
+    m_posters = DesktopPoster::create();
+    m_musicMode = MusicMode::forDesktop(Clock::system(), *m_defaults, m_posters.get());
+    MusicMode::setInstance(m_musicMode.get());
+
     // 6. The notch, with every service, and the wings following the music.
     m_screens = std::make_unique<QtScreenSource>();
     m_controller = std::make_unique<NotchWindowController>(*m_settings, *m_defaults, *m_screens, Clock::system(),
@@ -187,6 +196,11 @@ bool AppDelegate::launch()
     connect(m_screenLock.get(), &ScreenLock::isLockedChanged, this,
             [this] { m_controller->setScreenLocked(m_screenLock->isLocked()); });
     m_screenLock->start();
+
+    // 8. Music mode gives back what a crashed run left behind, then follows the music.
+    m_musicMode->start();
+    MusicMode::forgetWallpaperPosters(*m_defaults);
+    m_musicMode->followMusic(*m_nowPlaying);
 
     buildTrayIcon();
     // A keyboard shortcut reaches the Nook through the running instance.
@@ -258,4 +272,6 @@ void AppDelegate::terminate()
     // event loop is gone.
     if (m_nowPlaying)
         m_nowPlaying->stop();
+    if (m_musicMode)
+        m_musicMode->restoreNow();
 }

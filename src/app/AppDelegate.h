@@ -4,6 +4,8 @@
 #include <memory>
 
 class LaunchAtLogin;
+class DesktopPoster;
+class MusicMode;
 class MotionPreference;
 class NowPlayingService;
 class SpotifyControl;
@@ -76,6 +78,8 @@ private:
     std::unique_ptr<VolumeControl> m_volumeControl;
     std::unique_ptr<ScreenLock> m_screenLock;
     std::unique_ptr<QtScreenSource> m_screens;
+    std::unique_ptr<DesktopPoster> m_posters;
+    std::unique_ptr<MusicMode> m_musicMode;
     std::unique_ptr<NotchWindowController> m_controller;
     std::unique_ptr<SettingsWindowController> m_settingsWindow;
     std::unique_ptr<QMenu> m_trayMenu;

@@ -66,6 +66,11 @@ void UserDefaults::remove(const QString &key)
     m_settings->remove(key);
 }
 
+void UserDefaults::sync()
+{
+    m_settings->sync();
+}
+
 QString UserDefaults::fileName() const
 {
     return m_settings->fileName();

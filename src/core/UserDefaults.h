@@ -28,6 +28,8 @@ public:
     void setString(const QString &key, const QString &value);
     void setValue(const QString &key, const QVariant &value);
     void remove(const QString &key);
+    // Writes pending changes to disk now, for keys that must survive a crash.
+    void sync();
 
     QString fileName() const;
 

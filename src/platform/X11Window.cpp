@@ -89,6 +89,20 @@ void setPanelHints(QWindow *window)
     xcb_flush(c);
 }
 
+void setDesktopLayerHints(QWindow *window)
+{
+    xcb_connection_t *c = connection();
+    if (c == nullptr || window == nullptr)
+        return;
+    setAtoms(c, window, "_NET_WM_WINDOW_TYPE", {"_NET_WM_WINDOW_TYPE_DESKTOP"});
+    setAtoms(c, window, "_NET_WM_STATE",
+             {"_NET_WM_STATE_BELOW", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"});
+    const uint32_t all = 0xFFFFFFFF;
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, xcb_window_t(window->winId()), atom(c, "_NET_WM_DESKTOP"),
+                        XCB_ATOM_CARDINAL, 32, 1, &all);
+    xcb_flush(c);
+}
+
 void setInputShape(QWindow *window, const QList<QRect> &rects)
 {
     xcb_connection_t *c = connection();

@@ -16,6 +16,11 @@ bool isAvailable();
 // after every change of the window's Qt flags (Qt rewrites the type then).
 void setPanelHints(QWindow *window);
 
+// A window of the desktop itself: below every normal window, above the
+// root window's wallpaper, on every desktop, out of task bars and pagers.
+// Call after create(), before show().
+void setDesktopLayerHints(QWindow *window);
+
 // Only these rectangles (window coordinates, device-independent pixels) take
 // pointer input; everything else falls through to the windows below.
 void setInputShape(QWindow *window, const QList<QRect> &rects);

@@ -42,6 +42,7 @@ Item {
         y: 10
         width: 28
         height: 28
+        MusicModeButton { anchors.fill: parent; highlight: page.highlight }
     }
 
     Item {

@@ -1,0 +1,56 @@
+// Times the poster of one screen against the least a poster must do: the
+// cover scaled smoothly to fill the screen.
+//
+//   QT_QPA_PLATFORM=offscreen bench_poster
+#include "musicmode/AlbumPoster.h"
+
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QPainter>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+
+namespace {
+
+double medianMs(int runs, const std::function<void()> &work)
+{
+    QList<double> times;
+    for (int i = 0; i < runs; ++i) {
+        QElapsedTimer t;
+        t.start();
+        work();
+        times.append(t.nsecsElapsed() / 1e6);
+    }
+    std::sort(times.begin(), times.end());
+    return times.at(times.size() / 2);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QGuiApplication app(argc, argv);
+    QImage cover(1000, 1000, QImage::Format_RGB32);
+    QPainter painter(&cover);
+    painter.fillRect(cover.rect(), QLinearGradient(0, 0, 1000, 1000));
+    painter.fillRect(QRect(200, 200, 600, 600), QColor(29, 53, 87));
+    painter.end();
+    const AlbumPoster poster {cover, QColor(140, 47, 57), QStringLiteral("Harbour Lights"),
+        QStringLiteral("The Testers"), QStringLiteral("Bench Album")};
+
+    for (const QSize size : {QSize(2560, 1600), QSize(1920, 1080), QSize(3840, 2160)}) {
+        const double ours = medianMs(9, [&] {
+            const QImage image = AlbumPoster::image(poster, size);
+            Q_UNUSED(image);
+        });
+        const double baseline = medianMs(9, [&] {
+            const QImage scaled = cover.scaled(size, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
+            Q_UNUSED(scaled);
+        });
+        std::printf("poster %dx%d: %.1f ms (cover scaled to fill: %.1f ms, ratio %.2f)\n", size.width(), size.height(),
+            ours, baseline, ours / baseline);
+    }
+    return 0;
+}

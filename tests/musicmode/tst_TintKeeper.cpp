@@ -1,0 +1,155 @@
+#include "FakeIconTintStore.h"
+
+#include "core/UserDefaults.h"
+#include "musicmode/TintKeeper.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+using Target = TintKeeper::Target;
+
+const IconTint kUsers{3, std::nullopt};
+const IconTint kUsersLater{6, std::nullopt};
+
+// One step of a script: a convergence, or something that happens to the
+// desktop between two of them.
+struct Step
+{
+    enum class Kind { Converge, UserPicks, Unreadable, Readable } kind;
+    Target target;
+    IconTint tint;
+};
+Step accent(double r, double g, double b) { return {Step::Kind::Converge, Target::accent(r, g, b), {}}; }
+Step original() { return {Step::Kind::Converge, Target::original(), {}}; }
+Step userPicks(const IconTint &tint) { return {Step::Kind::UserPicks, {}, tint}; }
+Step unreadable() { return {Step::Kind::Unreadable, {}, {}}; }
+Step readable() { return {Step::Kind::Readable, {}, {}}; }
+
+std::optional<IconTint> stored(UserDefaults &defaults, const QString &key)
+{
+    if (!defaults.contains(key))
+        return std::nullopt;
+    return IconTint::decoded(defaults.stringValue(key).toUtf8());
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(IconTint)
+Q_DECLARE_METATYPE(std::optional<IconTint>)
+Q_DECLARE_METATYPE(QList<Step>)
+
+class tst_TintKeeper : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void convergesAndGivesTheUsersTintBack_data()
+    {
+        QTest::addColumn<bool>("eightBit");
+        QTest::addColumn<QList<Step>>("script");
+        QTest::addColumn<IconTint>("shown");
+        QTest::addColumn<std::optional<IconTint>>("originalKey");
+        QTest::addColumn<std::optional<IconTint>>("appliedKey");
+
+        const IconTint red = IconTint::customColor(1, 0, 0);
+        const IconTint blue = IconTint::customColor(0, 0, 1);
+        QTest::newRow("first accent keeps the user's tint")
+            << false << QList<Step>{accent(1, 0, 0)} << red << std::optional(kUsers) << std::optional(red);
+        QTest::newRow("second accent still keeps the user's first tint")
+            << false << QList<Step>{accent(1, 0, 0), accent(0, 0, 1)} << blue << std::optional(kUsers)
+            << std::optional(blue);
+        QTest::newRow("stopping puts the user's tint back and forgets")
+            << false << QList<Step>{accent(1, 0, 0), accent(0, 0, 1), original()} << kUsers
+            << std::optional<IconTint>() << std::optional<IconTint>();
+        QTest::newRow("a tint picked by hand meanwhile survives the stop")
+            << false << QList<Step>{accent(1, 0, 0), userPicks(kUsersLater), original()} << kUsersLater
+            << std::optional<IconTint>() << std::optional<IconTint>();
+        QTest::newRow("a tint picked by hand becomes the one to give back")
+            << false << QList<Step>{accent(1, 0, 0), userPicks(kUsersLater), accent(0, 0, 1), original()}
+            << kUsersLater << std::optional<IconTint>() << std::optional<IconTint>();
+        QTest::newRow("an unreadable tint leaves the keys for the next start")
+            << false << QList<Step>{accent(1, 0, 0), unreadable(), original()} << red << std::optional(kUsers)
+            << std::optional(red);
+        QTest::newRow("the next start finishes the restore")
+            << false << QList<Step>{accent(1, 0, 0), unreadable(), original(), readable(), original()} << kUsers
+            << std::optional<IconTint>() << std::optional<IconTint>();
+        // The desktop keeps whole 8-bit channels: what we remember must be
+        // what it shows, or the second album would be taken for the user's.
+        const IconTint grey = IconTint::customColor(77 / 255.0, 77 / 255.0, 77 / 255.0);
+        QTest::newRow("a desktop that rounds colours")
+            << true << QList<Step>{accent(0.3, 0.3, 0.3), accent(0.3, 0.3, 0.3)} << grey << std::optional(kUsers)
+            << std::optional(grey);
+        QTest::newRow("nothing applied, nothing restored")
+            << false << QList<Step>{original()} << kUsers << std::optional<IconTint>() << std::optional<IconTint>();
+    }
+    void convergesAndGivesTheUsersTintBack()
+    {
+        QFETCH(bool, eightBit);
+        QFETCH(QList<Step>, script);
+        QFETCH(IconTint, shown);
+        QFETCH(std::optional<IconTint>, originalKey);
+        QFETCH(std::optional<IconTint>, appliedKey);
+
+        QTemporaryDir dir;
+        const QString file = dir.filePath(QStringLiteral("Tarnwick.conf"));
+        auto owned = std::make_unique<FakeIconTintStore>(kUsers);
+        FakeIconTintStore &store = *owned;
+        store.eightBit = eightBit;
+        TintKeeper keeper(std::move(owned), file);
+        for (const Step &step : script) {
+            switch (step.kind) {
+            case Step::Kind::Converge: keeper.converge(step.target); break;
+            case Step::Kind::UserPicks: store.current = step.tint; break;
+            case Step::Kind::Unreadable: store.readable = false; break;
+            case Step::Kind::Readable: store.readable = true; break;
+            }
+        }
+        QCOMPARE(store.current, shown);
+        // Read back from disk, as the next start would.
+        UserDefaults disk(file);
+        QCOMPARE(stored(disk, TintKeeper::kOriginalTintKey), originalKey);
+        QCOMPARE(stored(disk, TintKeeper::kAppliedTintKey), appliedKey);
+    }
+
+    void requestsMadeDuringAChangeMergeIntoOneWriteOfTheNewest()
+    {
+        QTemporaryDir dir;
+        auto owned = std::make_unique<FakeIconTintStore>(kUsers);
+        FakeIconTintStore &store = *owned;
+        store.holdFirstRead = true;
+        TintKeeper keeper(std::move(owned), dir.filePath(QStringLiteral("t.conf")));
+
+        keeper.request(Target::accent(1, 0, 0));
+        store.entered.acquire(); // the worker is busy with the first request
+        keeper.request(Target::accent(0, 1, 0));
+        keeper.request(Target::accent(0, 0, 1));
+        store.gate.release();
+        keeper.waitForIdle();
+        QCOMPARE(store.writes, (QList<IconTint>{IconTint::customColor(1, 0, 0), IconTint::customColor(0, 0, 1)}));
+    }
+
+    void tintsSurviveTheSettingsFile_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<std::optional<IconTint>>("tint");
+        QTest::newRow("custom") << QByteArray(R"({"name":10,"custom":[0.25,0.5,1,1]})")
+                                << std::optional(IconTint::customColor(0.25, 0.5, 1));
+        QTest::newRow("named") << QByteArray(R"({"name":4})") << std::optional(IconTint{4, std::nullopt});
+        QTest::newRow("not json") << QByteArray("4") << std::optional<IconTint>();
+        QTest::newRow("negative name") << QByteArray(R"({"name":-1})") << std::optional<IconTint>();
+        QTest::newRow("custom not numbers") << QByteArray(R"({"name":10,"custom":["red"]})")
+                                            << std::optional<IconTint>();
+    }
+    void tintsSurviveTheSettingsFile()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(std::optional<IconTint>, tint);
+        QCOMPARE(IconTint::decoded(text), tint);
+        if (tint)
+            QCOMPARE(IconTint::decoded(tint->encoded()), tint);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_TintKeeper)
+#include "tst_TintKeeper.moc"
