@@ -10,6 +10,8 @@
 #include "notch/NotchWindowController.h"
 #include "calendar/CalendarAgenda.h"
 #include "calendar/VdirEventStore.h"
+#include "camera/CameraMirror.h"
+#include "camera/EdgeLight.h"
 #include "notch/QtScreenSource.h"
 #include "nowplaying/NowPlayingAdapter.h"
 #include "nowplaying/NowPlayingService.h"
@@ -76,6 +78,9 @@ AppDelegate::~AppDelegate()
     m_settingsWindow.reset();
     m_trayIcon.reset();
     m_controller.reset();
+    m_edgeLight.reset();
+    m_camera.reset();
+    m_capture.reset();
     m_screenLock.reset();
     m_dayStrip.reset();
     m_agenda.reset();
@@ -154,6 +159,13 @@ bool AppDelegate::launch()
 
     // 6. The notch, with every service, and the wings following the music.
     m_screens = std::make_unique<QtScreenSource>();
+    // The camera mirror (its device opens only while its drawer is out) and
+    // the screen light on the notch's screen.
+    m_capture = CaptureSession::createSystem(Clock::system());
+    m_camera = std::make_unique<CameraMirror>(*m_capture, Clock::system(), CameraMirror::defaultPicturesFolder());
+    CameraMirror::setInstance(m_camera.get());
+    m_edgeLight = std::make_unique<EdgeLight>(*m_screens, Clock::system());
+    EdgeLight::setInstance(m_edgeLight.get());
     m_controller = std::make_unique<NotchWindowController>(*m_settings, *m_defaults, *m_screens, Clock::system(),
                                                            [this] { openSettings(); });
     m_controller->setVolume(m_volumeControl.get());
@@ -238,4 +250,9 @@ void AppDelegate::terminate()
     // (music mode's restore joins it).
     if (m_nowPlaying)
         m_nowPlaying->stop();
+    // No light left glowing and no camera left open once we are gone.
+    if (m_edgeLight)
+        m_edgeLight->setOn(false);
+    if (m_camera)
+        m_camera->setActive(false);
 }

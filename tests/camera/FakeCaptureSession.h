@@ -28,7 +28,7 @@ public:
         QTimer::singleShot(0, [done, data = photo] { done(data); });
     }
     void setOnCheck(std::function<void(const FrameCheck &)> handler) override { onCheck = std::move(handler); }
-    void setPreviewSink(QVideoSink *) override {}
+    void setPreviewSink(QVideoSink *sink) override { preview = sink; }
 
     // Completes the latest start as a real device would: the requested
     // camera when it exists, else the first.
@@ -46,4 +46,5 @@ public:
     }
 
     std::function<void(const FrameCheck &)> onCheck;
+    QVideoSink *preview = nullptr;
 };

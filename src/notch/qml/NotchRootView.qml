@@ -20,7 +20,9 @@ Item {
             dropTargeted: root.model.isDropTargeted && root.model.dropZone === DropZone.Tray
         }
     }
-    property Component mirrorDrawer
+    property Component mirrorDrawer: Component {
+        MirrorDrawerView { model: root.model }
+    }
     property Component calendarDrawer: Component {
         CalendarDrawerView { model: root.model }
     }
