@@ -12,6 +12,8 @@
 #include "notch/NotchWindowController.h"
 #include "calendar/CalendarAgenda.h"
 #include "calendar/VdirEventStore.h"
+#include "camera/CameraMirror.h"
+#include "camera/EdgeLight.h"
 #include "notch/QtScreenSource.h"
 #include "nowplaying/NowPlayingAdapter.h"
 #include "nowplaying/LocalArtworkFinder.h"
@@ -82,6 +84,9 @@ AppDelegate::~AppDelegate()
     m_controller.reset();
     m_musicMode.reset();
     m_posters.reset();
+    m_edgeLight.reset();
+    m_camera.reset();
+    m_capture.reset();
     m_screenLock.reset();
     m_dayStrip.reset();
     m_agenda.reset();
@@ -161,8 +166,16 @@ bool AppDelegate::launch()
     m_nearby = std::make_unique<NearbyShare>(Clock::system(), NearbyShare::defaultLocalSendConfig());
     NearbyShare::setInstance(m_nearby.get());
 
-    // The calendar: the user's own folders of events. (The camera and edge
-    // light come just before it.)
+    // The camera mirror (its device opens only while its drawer is out) and
+    // the screen light, which follows the screens the notch is placed on.
+    m_screens = std::make_unique<QtScreenSource>();
+    m_capture = CaptureSession::createSystem(Clock::system());
+    m_camera = std::make_unique<CameraMirror>(*m_capture, Clock::system(), CameraMirror::defaultPicturesFolder());
+    CameraMirror::setInstance(m_camera.get());
+    m_edgeLight = std::make_unique<EdgeLight>(*m_screens, Clock::system());
+    EdgeLight::setInstance(m_edgeLight.get());
+
+    // The calendar: the user's own folders of events.
     m_calendarStore = std::make_unique<VdirEventStore>(Clock::system(), VdirEventStore::defaultRoot(),
                                                        VdirEventStore::configuredFolders(*m_defaults));
     m_agenda = std::make_unique<CalendarAgenda>(*m_calendarStore, Clock::system());
@@ -175,7 +188,6 @@ bool AppDelegate::launch()
     MusicMode::setInstance(m_musicMode.get());
 
     // 6. The notch, with every service, and the wings following the music.
-    m_screens = std::make_unique<QtScreenSource>();
     m_controller = std::make_unique<NotchWindowController>(*m_settings, *m_defaults, *m_screens, Clock::system(),
                                                            [this] { openSettings(); });
     m_controller->setVolume(m_volumeControl.get());
@@ -274,4 +286,9 @@ void AppDelegate::terminate()
         m_nowPlaying->stop();
     if (m_musicMode)
         m_musicMode->restoreNow();
+    // No light left glowing and no camera left open once we are gone.
+    if (m_edgeLight)
+        m_edgeLight->setOn(false);
+    if (m_camera)
+        m_camera->setActive(false);
 }

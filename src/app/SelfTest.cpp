@@ -8,6 +8,9 @@
 #include "notch/NotchGeometry.h"
 #include "calendar/CalendarAgenda.h"
 #include "calendar/VdirEventStore.h"
+#include "camera/CameraMirror.h"
+#include "camera/EdgeLight.h"
+#include "notch/QtScreenSource.h"
 #include "notch/NotchViewModel.h"
 #include "nowplaying/NowPlayingAdapter.h"
 #include "nowplaying/NowPlayingService.h"
@@ -76,6 +79,26 @@ public:
     void setMuted(const QString &, bool) override {}
 };
 
+// A machine without cameras: the mirror drawer shows its "connect a camera"
+// state and no device is ever opened by the self-test.
+class NoCameras final : public CaptureSession
+{
+public:
+    QList<CameraDevice> availableCameras() const override { return {}; }
+    void start(const QString &, Started done) override
+    {
+        QTimer::singleShot(0, [done] { done(StartResult::NoCamera, QString()); });
+    }
+    void stop() override {}
+    QString currentCameraId() const override { return {}; }
+    void capturePhoto(PhotoTaken done) override
+    {
+        QTimer::singleShot(0, [done] { done({}); });
+    }
+    void setOnCheck(std::function<void(const FrameCheck &)>) override {}
+    void setPreviewSink(QVideoSink *) override {}
+};
+
 } // namespace
 
 int SelfTest::run()
@@ -109,6 +132,12 @@ int SelfTest::run()
     VdirEventStore calendarStore(Clock::system(), dir.filePath(QStringLiteral("Calendars")));
     CalendarAgenda agenda(calendarStore, Clock::system());
     CalendarAgenda::setInstance(&agenda);
+    NoCameras cameras;
+    CameraMirror camera(cameras, Clock::system(), dir.filePath(QStringLiteral("Pictures")));
+    CameraMirror::setInstance(&camera);
+    QtScreenSource screens;
+    EdgeLight edgeLight(screens, Clock::system());
+    EdgeLight::setInstance(&edgeLight);
     NotchViewModel model(NotchGeometry(QSizeF(190, 32), false, QRectF(0, -1080, 1920, 1080)), settings,
                          Clock::system());
 

@@ -20,7 +20,9 @@ Item {
             dropTargeted: root.model.isDropTargeted && root.model.dropZone === DropZone.Tray
         }
     }
-    property Component mirrorDrawer
+    property Component mirrorDrawer: Component {
+        MirrorDrawerView { model: root.model }
+    }
     // The left strip offers a drawer only once there is a view to show in it.
     Binding { target: root.model; property: "mirrorAvailable"; value: root.mirrorDrawer !== null }
     property Component calendarDrawer: Component {

@@ -1,0 +1,204 @@
+#include "camera/PipeWireCameras.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStandardPaths>
+#include <QSet>
+#include <QThread>
+
+namespace {
+
+void stopProcess(QProcess &process)
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.terminate();
+    if (!process.waitForFinished(3000)) {
+        process.kill();
+        process.waitForFinished(3000);
+    }
+}
+
+QJsonArray dump()
+{
+    QProcess process;
+    process.start(QStringLiteral("pw-dump"), {QStringLiteral("--no-colors")});
+    if (!process.waitForFinished(5000))
+        return {};
+    return QJsonDocument::fromJson(process.readAllStandardOutput()).array();
+}
+
+// The ids of the video source nodes named `name` (all of them when empty).
+QList<int> sourceNodes(const QJsonArray &objects, const QString &name = {})
+{
+    QList<int> ids;
+    for (const QJsonValue &value : objects) {
+        const QJsonObject object = value.toObject();
+        if (object.value(QStringLiteral("type")).toString() != QLatin1String("PipeWire:Interface:Node"))
+            continue;
+        const QJsonObject props = object.value(QStringLiteral("info")).toObject().value(QStringLiteral("props")).toObject();
+        if (props.value(QStringLiteral("media.class")).toString() != QLatin1String("Video/Source"))
+            continue;
+        if (name.isEmpty() || props.value(QStringLiteral("node.description")).toString() == name)
+            ids.append(object.value(QStringLiteral("id")).toInt());
+    }
+    return ids;
+}
+
+} // namespace
+
+PipeWireCameras::~PipeWireCameras()
+{
+    for (const auto &camera : std::as_const(m_cameras))
+        stopProcess(*camera);
+    m_linking = false;
+    if (m_linker.joinable())
+        m_linker.join();
+    stopProcess(m_pipewire);
+}
+
+QString PipeWireCameras::start()
+{
+    for (const char *tool : {"pipewire", "pw-dump", "pw-link"}) {
+        if (QStandardPaths::findExecutable(QString::fromLatin1(tool)).isEmpty())
+            return QStringLiteral("%1 is missing: install the Debian packages pipewire and pipewire-bin")
+                .arg(QLatin1String(tool));
+    }
+    if (QStandardPaths::findExecutable(QStringLiteral("gst-launch-1.0")).isEmpty())
+        return QStringLiteral("gst-launch-1.0 is missing: install the Debian package gstreamer1.0-tools");
+    if (!m_dir.isValid())
+        return QStringLiteral("no temporary folder");
+    QFile::setPermissions(m_dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    qputenv("XDG_RUNTIME_DIR", m_dir.path().toUtf8());
+    qunsetenv("PIPEWIRE_REMOTE");
+    // Its own configuration and state folders, so nothing of a desktop
+    // session leaks in and nothing is left behind.
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("XDG_STATE_HOME"), m_dir.filePath(QStringLiteral("state")));
+    env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
+    env.insert(QStringLiteral("PIPEWIRE_LOG_SYSTEMD"), QStringLiteral("false"));
+    m_pipewire.setProcessEnvironment(env);
+    m_pipewire.setStandardOutputFile(QProcess::nullDevice());
+    m_pipewire.setStandardErrorFile(m_dir.filePath(QStringLiteral("pipewire.log")));
+    m_pipewire.start(QStringLiteral("pipewire"), {});
+    QElapsedTimer waited;
+    waited.start();
+    while (!QFile::exists(m_dir.filePath(QStringLiteral("pipewire-0")))) {
+        if (waited.elapsed() > 10000 || m_pipewire.state() == QProcess::NotRunning)
+            return QStringLiteral("pipewire did not start (see %1/pipewire.log)").arg(m_dir.path());
+        QThread::msleep(20);
+    }
+    m_linking = true;
+    m_linker = std::thread([this] {
+        while (m_linking) {
+            linkReaders();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    });
+    return {};
+}
+
+QString PipeWireCameras::addCamera(const QString &name, const QString &pngPath)
+{
+    // A choice of formats: PipeWire 0.3.65's device provider drops a fixed
+    // format from the caps it lists, and Qt cannot open a camera without
+    // one. Of these two the source settles on NV21, NV12 with its chroma
+    // bytes swapped: the same luma plane.
+    const QString caps = QStringLiteral("\"video/x-raw,format={NV12,NV21},width=640,height=480,framerate=30/1\"");
+    QString pipeline = pngPath.isEmpty()
+        ? QStringLiteral("videotestsrc is-live=true pattern=ball ! %1").arg(caps)
+        : QStringLiteral("filesrc location=\"%1\" ! pngdec ! imagefreeze is-live=true ! videoconvert ! %2").arg(pngPath, caps);
+    // gst-launch cannot quote inside a quoted property, hence names
+    // without spaces.
+    pipeline += QStringLiteral(" ! pipewiresink mode=provide client-name=%1 "
+                               "stream-properties=\"props,media.class=Video/Source,node.description=%1\"")
+                    .arg(name);
+    auto process = std::make_shared<QProcess>();
+    process->setStandardOutputFile(QProcess::nullDevice());
+    process->setStandardErrorFile(m_dir.filePath(name + QStringLiteral(".log")));
+    process->start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("exec gst-launch-1.0 -q ") + pipeline});
+    QElapsedTimer waited;
+    waited.start();
+    while (sourceNodes(dump(), name).isEmpty()) {
+        if (waited.elapsed() > 10000 || process->state() == QProcess::NotRunning)
+            return QStringLiteral("camera %1 did not appear (see %2); is gstreamer1.0-pipewire installed?")
+                .arg(name, m_dir.filePath(name + QStringLiteral(".log")));
+        QThread::msleep(50);
+    }
+    m_cameras.insert(name, process);
+    return {};
+}
+
+void PipeWireCameras::removeCamera(const QString &name)
+{
+    if (auto process = m_cameras.take(name))
+        stopProcess(*process);
+}
+
+int PipeWireCameras::readers() const
+{
+    const QJsonArray objects = dump();
+    const QList<int> sources = sourceNodes(objects);
+    int links = 0;
+    for (const QJsonValue &value : objects) {
+        const QJsonObject object = value.toObject();
+        if (object.value(QStringLiteral("type")).toString() != QLatin1String("PipeWire:Interface:Link"))
+            continue;
+        const int output = object.value(QStringLiteral("info")).toObject().value(QStringLiteral("output-node-id")).toInt();
+        if (sources.contains(output))
+            ++links;
+    }
+    return links;
+}
+
+void PipeWireCameras::linkReaders()
+{
+    const QJsonArray objects = dump();
+    // Which camera each reader asked for, by id, serial or name.
+    QMap<QString, int> cameras;
+    QMap<int, int> readerTargets; // reader node -> camera node
+    QMap<int, QList<int>> outputs;
+    QMap<int, QList<int>> inputs;
+    QSet<int> linkedInputs;
+    QList<std::pair<int, QString>> readers;
+    for (const QJsonValue &value : objects) {
+        const QJsonObject object = value.toObject();
+        const QString type = object.value(QStringLiteral("type")).toString();
+        const QJsonObject info = object.value(QStringLiteral("info")).toObject();
+        const QJsonObject props = info.value(QStringLiteral("props")).toObject();
+        const int id = object.value(QStringLiteral("id")).toInt();
+        auto prop = [&](const char *key) {
+            const QJsonValue v = props.value(QLatin1String(key));
+            return v.isString() ? v.toString() : v.isDouble() ? QString::number(v.toInteger()) : QString();
+        };
+        if (type == QLatin1String("PipeWire:Interface:Node")) {
+            const QString mediaClass = prop("media.class");
+            if (mediaClass == QLatin1String("Video/Source")) {
+                cameras.insert(QString::number(id), id);
+                cameras.insert(prop("object.serial"), id);
+                cameras.insert(prop("node.name"), id);
+            } else if (mediaClass == QLatin1String("Stream/Input/Video")) {
+                QString target = prop("target.object");
+                if (target.isEmpty())
+                    target = prop("node.target");
+                readers.append({id, target});
+            }
+        } else if (type == QLatin1String("PipeWire:Interface:Port")) {
+            const int node = prop("node.id").toInt();
+            (info.value(QStringLiteral("direction")).toString() == QLatin1String("output") ? outputs : inputs)[node].append(id);
+        } else if (type == QLatin1String("PipeWire:Interface:Link")) {
+            linkedInputs.insert(info.value(QStringLiteral("input-port-id")).toInt());
+        }
+    }
+    for (const auto &[reader, target] : std::as_const(readers)) {
+        const int camera = cameras.value(target, -1);
+        const QList<int> out = outputs.value(camera);
+        const QList<int> in = inputs.value(reader);
+        if (camera < 0 || out.isEmpty() || in.isEmpty() || linkedInputs.contains(in.first()))
+            continue;
+        QProcess::execute(QStringLiteral("pw-link"), {QString::number(out.first()), QString::number(in.first())});
+    }
+}

@@ -1,0 +1,109 @@
+#include "camera/EdgeLight.h"
+#include "core/ManualClock.h"
+#include "notch/QtScreenSource.h"
+
+#include "support/PrivateDisplay.h"
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QProcess>
+#include <QRasterWindow>
+#include <QQuickView>
+#include <QTest>
+#include <QtQml/qqmlextensionplugin.h>
+
+#include <cstdio>
+#include <unistd.h>
+
+Q_IMPORT_QML_PLUGIN(TarnwickPlugin)
+
+namespace {
+
+// A plain window under the light that counts the clicks it gets.
+class ClickTarget final : public QRasterWindow
+{
+public:
+    QList<QPoint> clicks;
+
+protected:
+    void mousePressEvent(QMouseEvent *event) override { clicks.append(event->globalPosition().toPoint()); }
+    void paintEvent(QPaintEvent *) override {}
+};
+
+} // namespace
+
+// The light on a real X server: it covers the whole screen, it stays through
+// a quick off-and-on, and every click passes through it to the window below.
+class tst_EdgeLightE2E : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void clicksPassThroughAndQuickFlickersStayLit()
+    {
+        ClickTarget below;
+        below.setGeometry(QGuiApplication::primaryScreen()->geometry());
+        below.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&below));
+
+        ManualClock clock;
+        QtScreenSource screens;
+        EdgeLight light(screens, clock);
+        EdgeLight::setInstance(&light);
+        light.setOn(true);
+        QVERIFY(light.isOn());
+        QQuickView *window = light.window();
+        QVERIFY(window);
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        QCOMPARE(window->geometry(), QGuiApplication::primaryScreen()->geometry());
+        QVERIFY(window->flags().testFlag(Qt::WindowTransparentForInput));
+
+        // On the tube itself and in the middle of the screen.
+        for (const QPoint &p : {QPoint(30, 400), QPoint(640, 400)}) {
+            const qsizetype before = below.clicks.size();
+            QProcess::execute(QStringLiteral("/usr/bin/xdotool"),
+                              {QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y()),
+                               QStringLiteral("click"), QStringLiteral("1")});
+            QTRY_COMPARE(below.clicks.size(), before + 1);
+            QCOMPARE(below.clicks.last(), p);
+        }
+
+        // Off and on again within the fade: the window never goes.
+        light.setOn(false);
+        clock.advance(EdgeLight::fadeOutSeconds / 2);
+        light.setOn(true);
+        clock.advance(1);
+        QVERIFY(window->isVisible());
+        light.setOn(false);
+        clock.advance(EdgeLight::fadeOutSeconds);
+        QVERIFY(!window->isVisible());
+        // Kept for the next time.
+        light.setOn(true);
+        QCOMPARE(light.window(), window);
+        QTRY_VERIFY(window->isVisible());
+        EdgeLight::setInstance(nullptr);
+    }
+};
+
+int main(int argc, char *argv[])
+{
+    for (const char *tool : {"/usr/bin/Xvfb", "/usr/bin/xdotool"}) {
+        if (access(tool, X_OK) != 0) {
+            std::fprintf(stderr, "FAIL: %s is missing (Debian packages xvfb and xdotool)\n", tool);
+            return 1;
+        }
+    }
+    PrivateDisplay display;
+    if (!display.start())
+        return 1;
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    int result = 1;
+    {
+        QApplication app(argc, argv);
+        tst_EdgeLightE2E test;
+        result = QTest::qExec(&test, argc, argv);
+    }
+    return result;
+}
+
+#include "tst_EdgeLightE2E.moc"

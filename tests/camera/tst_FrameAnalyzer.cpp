@@ -1,0 +1,144 @@
+#include "camera/FrameAnalyzer.h"
+#include "core/ManualClock.h"
+
+#include "camera/CameraFrames.h"
+
+#include <QTest>
+
+using Lighting = FrameCheck::Lighting;
+using Framing = FrameCheck::Framing;
+
+class tst_FrameAnalyzer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void verdicts_data();
+    void verdicts();
+    void photographs_data();
+    void photographs();
+    void facesInTheDarkAreLitFromTheFace();
+    void analysesAtMostTwiceASecond();
+
+private:
+    static std::optional<FrameCheck> analyse(const QVideoFrame &frame)
+    {
+        ManualClock clock;
+        FrameAnalyzer analyzer(clock);
+        std::optional<FrameCheck> result;
+        analyzer.setOnCheck([&](const FrameCheck &check) { result = check; });
+        analyzer.frameArrived(frame);
+        return result;
+    }
+};
+
+void tst_FrameAnalyzer::verdicts_data()
+{
+    QTest::addColumn<double>("brightness");
+    QTest::addColumn<QRectF>("face"); // null: no face
+    QTest::addColumn<Lighting>("lighting");
+    QTest::addColumn<Framing>("framing");
+
+    // Brightness boundaries are exact: 0.3 is already good, 0.82 already too bright.
+    QTest::newRow("black, no face") << 0.0 << QRectF() << Lighting::TooDark << Framing::NoFace;
+    QTest::newRow("just under 0.3") << 0.2999 << QRectF() << Lighting::TooDark << Framing::NoFace;
+    QTest::newRow("0.3") << 0.3 << QRectF() << Lighting::Good << Framing::NoFace;
+    QTest::newRow("just under 0.82") << 0.8199 << QRectF() << Lighting::Good << Framing::NoFace;
+    QTest::newRow("0.82") << 0.82 << QRectF() << Lighting::TooBright << Framing::NoFace;
+    // The ideal face centre is (0.5, 0.55).
+    QTest::newRow("centred") << 0.5 << QRectF(0.3, 0.3, 0.4, 0.5) << Lighting::Good << Framing::Centered;
+    QTest::newRow("width 0.14 is in range") << 0.5 << QRectF(0.43, 0.45, 0.14, 0.2) << Lighting::Good << Framing::Centered;
+    QTest::newRow("narrower is too far") << 0.5 << QRectF(0.43, 0.45, 0.1399, 0.2) << Lighting::Good << Framing::TooFar;
+    QTest::newRow("width 0.5 is in range") << 0.5 << QRectF(0.25, 0.3, 0.5, 0.5) << Lighting::Good << Framing::Centered;
+    QTest::newRow("wider is too close") << 0.5 << QRectF(0.25, 0.3, 0.5001, 0.5) << Lighting::Good << Framing::TooClose;
+    QTest::newRow("size wins over position") << 0.5 << QRectF(0.4, 0.0, 0.6, 0.3) << Lighting::Good << Framing::TooClose;
+    QTest::newRow("tall but narrow is not close") << 0.5 << QRectF(0.4, 0.05, 0.2, 0.95) << Lighting::Good << Framing::Centered;
+    QTest::newRow("0.14 to the right") << 0.5 << QRectF(0.44, 0.4, 0.4, 0.3) << Lighting::Good << Framing::Centered;
+    QTest::newRow("0.16 to the left") << 0.5 << QRectF(0.14, 0.4, 0.4, 0.3) << Lighting::Good << Framing::OffCenter;
+    QTest::newRow("0.19 up is tolerated") << 0.5 << QRectF(0.3, 0.59, 0.4, 0.3) << Lighting::Good << Framing::Centered;
+    QTest::newRow("0.21 down is not") << 0.5 << QRectF(0.3, 0.19, 0.4, 0.3) << Lighting::Good << Framing::OffCenter;
+}
+
+void tst_FrameAnalyzer::verdicts()
+{
+    QFETCH(double, brightness);
+    QFETCH(QRectF, face);
+    QFETCH(Lighting, lighting);
+    QFETCH(Framing, framing);
+    const FrameCheck check = FrameCheck::judge(face.isNull() ? std::nullopt : std::optional(face), brightness);
+    QCOMPARE(check.lighting, lighting);
+    QCOMPARE(check.framing, framing);
+}
+
+void tst_FrameAnalyzer::photographs_data()
+{
+    QTest::addColumn<double>("faceWidth"); // wanted share of the frame's width
+    QTest::addColumn<QPointF>("faceCentre"); // frame pixels, top down
+    QTest::addColumn<bool>("packed"); // BGRA instead of NV12
+    QTest::addColumn<Framing>("framing");
+
+    // The ideal centre is (320, 216); her face is a box of about 87 px.
+    QTest::newRow("centred") << 0.3 << QPointF(320, 216) << false << Framing::Centered;
+    QTest::newRow("centred, packed RGB") << 0.3 << QPointF(320, 216) << true << Framing::Centered;
+    QTest::newRow("off to the left") << 0.3 << QPointF(160, 216) << false << Framing::OffCenter;
+    QTest::newRow("too low") << 0.3 << QPointF(320, 340) << false << Framing::OffCenter;
+    QTest::newRow("too close") << 0.62 << QPointF(320, 240) << false << Framing::TooClose;
+    QTest::newRow("too far") << 0.11 << QPointF(320, 216) << false << Framing::TooFar;
+    QTest::newRow("nobody") << 0.0 << QPointF() << false << Framing::NoFace;
+}
+
+void tst_FrameAnalyzer::photographs()
+{
+    QFETCH(double, faceWidth);
+    QFETCH(QPointF, faceCentre);
+    QFETCH(bool, packed);
+    QFETCH(Framing, framing);
+
+    const QImage photo = CameraFrames::astronaut();
+    const QImage picture = faceWidth > 0
+        ? CameraFrames::compose(photo, faceWidth * 640 / 87.0, QPointF(223, 128), faceCentre)
+        : CameraFrames::compose(photo.copy(320, 250, 192, 262), 1.5, QPointF(0, 0), QPointF(200, 50));
+    const std::optional<FrameCheck> check =
+        analyse(packed ? CameraFrames::bgra(picture) : CameraFrames::nv12(picture));
+    QVERIFY(check);
+    QCOMPARE(check->framing, framing);
+    QCOMPARE(check->lighting, Lighting::Good);
+}
+
+void tst_FrameAnalyzer::facesInTheDarkAreLitFromTheFace()
+{
+    // The same well-lit face in front of a black room, and a black frame:
+    // the face's own light decides, and darkness alone is no face.
+    const QImage face = CameraFrames::compose(CameraFrames::astronaut().copy(150, 30, 140, 170), 2.4,
+                                              QPointF(70, 80), QPointF(320, 216), 0);
+    QImage black(640, 480, QImage::Format_RGB32);
+    black.fill(Qt::black);
+    QCOMPARE(analyse(CameraFrames::nv12(face)), (FrameCheck{Lighting::Good, Framing::Centered}));
+    QCOMPARE(analyse(CameraFrames::nv12(black)), (FrameCheck{Lighting::TooDark, Framing::NoFace}));
+    const std::optional<double> whole = FrameAnalyzer::averageLuma(std::nullopt, CameraFrames::nv12(face));
+    QVERIFY(whole && *whole < 0.3);
+}
+
+void tst_FrameAnalyzer::analysesAtMostTwiceASecond()
+{
+    ManualClock clock;
+    FrameAnalyzer analyzer(clock);
+    int checks = 0;
+    analyzer.setOnCheck([&](const FrameCheck &) { ++checks; });
+    QImage grey(64, 48, QImage::Format_RGB32);
+    grey.fill(QColor(120, 120, 120));
+    const QVideoFrame frame = CameraFrames::nv12(grey);
+
+    analyzer.frameArrived(QVideoFrame()); // no picture: does not count as analysed
+    analyzer.frameArrived(frame);
+    QCOMPARE(checks, 1);
+    clock.advance(0.49);
+    analyzer.frameArrived(frame);
+    QCOMPARE(checks, 1);
+    clock.advance(0.01);
+    analyzer.frameArrived(frame);
+    QCOMPARE(checks, 2);
+}
+
+QTEST_GUILESS_MAIN(tst_FrameAnalyzer)
+#include "tst_FrameAnalyzer.moc"

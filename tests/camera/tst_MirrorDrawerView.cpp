@@ -1,0 +1,123 @@
+#include "app/NookSettings.h"
+#include "camera/CameraMirror.h"
+#include "camera/EdgeLight.h"
+#include "camera/FrameAnalyzer.h"
+#include "camera/MirrorDrawerModel.h"
+#include "core/ManualClock.h"
+#include "core/QmlModule.h"
+#include "core/UserDefaults.h"
+#include "notch/NotchGeometry.h"
+#include "notch/NotchViewModel.h"
+#include "notch/QtScreenSource.h"
+#include "tray/ThumbnailCache.h"
+#include "tray/TrayStore.h"
+
+#include "camera/CameraFrames.h"
+#include "camera/FakeCaptureSession.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QQuickView>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QVideoSink>
+#include <QtQml/qqmlextensionplugin.h>
+
+Q_IMPORT_QML_PLUGIN(TarnwickPlugin)
+
+// Loads the real drawer offscreen over a scripted camera that shows a real
+// portrait, and writes its screenshots when TARNWICK_SCREENSHOTS is set.
+class tst_MirrorDrawerView : public QObject
+{
+    Q_OBJECT
+
+    void save(const QImage &image, const QString &name)
+    {
+        QVERIFY(!image.isNull());
+        const QString dir = qEnvironmentVariable("TARNWICK_SCREENSHOTS");
+        if (!dir.isEmpty()) {
+            QDir().mkpath(dir);
+            QVERIFY(image.save(QDir(dir).filePath(name + QStringLiteral(".png"))));
+        }
+    }
+
+private Q_SLOTS:
+    void drawerShowsThePictureAndItsVerdicts()
+    {
+        QStandardPaths::setTestModeEnabled(true);
+        QTemporaryDir dir;
+        UserDefaults defaults(dir.filePath(QStringLiteral("t.conf")));
+        NookSettings settings(defaults);
+        NookSettings::setInstance(&settings);
+        ManualClock clock;
+        NotchViewModel model(NotchGeometry(QSizeF(190, 32), false, QRectF(0, -1080, 1920, 1080)), settings, clock);
+        FakeCaptureSession capture;
+        capture.cameras = {{"a", "Desk Camera"}, {"b", "USB Camera"}};
+        CameraMirror camera(capture, clock, dir.path());
+        CameraMirror::setInstance(&camera);
+        QtScreenSource screens;
+        EdgeLight light(screens, clock);
+        EdgeLight::setInstance(&light);
+        ThumbnailCache thumbnails(ThumbnailCache::Options{dir.filePath(QStringLiteral("thumbs")), {}, 1});
+        TrayStore tray(thumbnails);
+        TrayStore::setInstance(&tray);
+
+        QQuickView view;
+        QmlModule::prepare(*view.engine());
+        view.setColor(Qt::black);
+        view.setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(&model)}});
+        view.setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/MirrorDrawerView.qml")));
+        QVERIFY2(view.status() == QQuickView::Ready, qPrintable(view.errors().isEmpty() ? QString() : view.errors().first().toString()));
+        view.resize(340, 150);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+
+        // No camera: the text asks for one, and there are no buttons.
+        capture.cameras.clear();
+        camera.setActive(true);
+        capture.completeStart();
+        QTest::qWait(300);
+        save(view.grabWindow(), QStringLiteral("mirror-drawer-no-camera"));
+
+        // A portrait, centred and well lit, analysed for real.
+        capture.cameras = {{"a", "Desk Camera"}, {"b", "USB Camera"}};
+        camera.setActive(true);
+        capture.completeStart();
+        QCOMPARE(camera.status(), CameraMirror::Status::Running);
+        QVERIFY(capture.preview);
+        const QVideoFrame frame = CameraFrames::nv12(
+            CameraFrames::compose(CameraFrames::astronaut(), 2.2, QPointF(223, 128), QPointF(320, 216)));
+        FrameAnalyzer analyzer(clock);
+        analyzer.setOnCheck(capture.onCheck);
+        analyzer.frameArrived(frame);
+        capture.preview->setVideoFrame(frame);
+        MirrorDrawerModel probe(&camera, &light, &tray, clock);
+        QTRY_COMPARE(probe.lightingText(), QStringLiteral("Good light"));
+        QCOMPARE(probe.framingText(), QStringLiteral("Centered"));
+        QTest::qWait(300);
+        save(view.grabWindow(), QStringLiteral("mirror-drawer-running"));
+
+        // The screen light's glow.
+        light.setOn(true);
+        QVERIFY(light.window());
+        QVERIFY(QTest::qWaitForWindowExposed(light.window()));
+        QTest::qWait(600);
+        const QImage shot = light.window()->grabWindow();
+        // The tube is bright all round, 30 points in from each edge.
+        const int y = shot.height() / 2;
+        QVERIFY(qGray(shot.pixel(30, y)) > 220);
+        QVERIFY(qGray(shot.pixel(shot.width() - 31, y)) > 220);
+        QVERIFY(qGray(shot.pixel(shot.width() / 2, 30)) > 220);
+        QVERIFY(qGray(shot.pixel(shot.width() / 2, y)) < 80);
+        save(shot, QStringLiteral("edge-light-on"));
+        light.setOn(false);
+
+        EdgeLight::setInstance(nullptr);
+        CameraMirror::setInstance(nullptr);
+        TrayStore::setInstance(nullptr);
+    }
+};
+
+QTEST_MAIN(tst_MirrorDrawerView)
+#include "tst_MirrorDrawerView.moc"
