@@ -20,7 +20,7 @@ NearbyShare::NearbyShare(Clock &clock, LocalSendClient::Config localSend, QDBusC
     : QObject(parent)
     , m_linger(clock)
     , m_localSend(std::move(localSend))
-    , m_kdeConnect(std::move(bus))
+    , m_kdeConnect(clock, std::move(bus))
 {
     // The hint names the devices, so any device coming or going is news.
     connect(&m_devices, &NearbyDeviceList::countChanged, this, &NearbyShare::canPerformChanged);
@@ -71,8 +71,10 @@ void NearbyShare::choose(int row)
 void NearbyShare::dismiss()
 {
     m_linger.cancel();
-    if (m_phase == Phase::Sending)
+    if (m_phase == Phase::Sending) {
         m_localSend.cancel();
+        m_kdeConnect.cancel();
+    }
     m_files.clear();
     setPhase(Phase::Idle);
 }

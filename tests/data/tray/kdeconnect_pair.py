@@ -133,9 +133,25 @@ class Pair:
     def pair(self):
         id_b = self.wait(lambda: self.devices("a", True, False), "a to see b")[0]
         id_a = self.wait(lambda: self.devices("b", True, False), "b to see a")[0]
-        self.device_call("a", id_b, "requestPair")
-        self.wait(lambda: "true" in (self.device_call("b", id_a, "hasPairingRequests") or ""), "b's pairing request")
-        self.device_call("b", id_a, "acceptPairing")
+        # A request sent while the two daemons are still settling their link
+        # can be lost, and the asking side then ignores new requests until its
+        # own 30 s pairing time-out; so when none has arrived after a while,
+        # the other side asks instead. Whichever side is asked accepts.
+        peers = {"a": id_b, "b": id_a}
+        asked = {"since": 0.0, "by": "b"}
+
+        def accepted():
+            for side in ("b", "a"):
+                if "true" in (self.device_call(side, peers[side], "hasPairingRequests") or ""):
+                    self.device_call(side, peers[side], "acceptPairing")
+                    return True
+            if time.monotonic() - asked["since"] > 4:
+                asked["by"] = "a" if asked["by"] == "b" else "b"
+                self.device_call(asked["by"], peers[asked["by"]], "requestPair")
+                asked["since"] = time.monotonic()
+            return False
+
+        self.wait(accepted, "a pairing request", timeout=40)
         self.wait(lambda: id_b in self.devices("a", True, True), "the pairing")
         self.wait(lambda: "true" in (self.device_call("a", id_b, "hasPlugin", "string:kdeconnect_share") or ""),
                   "the share plugin")
