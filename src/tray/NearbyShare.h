@@ -34,6 +34,9 @@ public:
 
     // How long a result stays in the Nook before it clears itself.
     static constexpr double kResultLinger = 4;
+    // How long LocalSend devices get to answer a look. Those that stay
+    // silent have left; then we stop listening until the next look.
+    static constexpr double kAnswerWindow = 3;
 
     static LocalSendClient::Config defaultLocalSendConfig();
 
@@ -50,6 +53,7 @@ public:
     // A line for the drop target's device half.
     QString deviceHint() const;
     const QList<QUrl> &pendingFiles() const { return m_files; }
+    bool isListening() const { return m_localSend.isListening(); }
 
     // Looks for devices (a drag is coming).
     Q_INVOKABLE void startLooking();
@@ -72,6 +76,8 @@ private:
     void finish(bool ok, const QString &error);
 
     ClockSlot m_linger;
+    ClockSlot m_answerWindow;
+    QStringList m_answered; // LocalSend devices heard since the look began
     LocalSendClient m_localSend;
     KdeConnectShare m_kdeConnect;
     NearbyDeviceList m_devices;
