@@ -27,6 +27,7 @@ class NearbyShare : public QObject, public QmlSingleton<NearbyShare>
     Q_PROPERTY(QString statusText READ statusText NOTIFY phaseChanged)
     Q_PROPERTY(QString lastError READ lastError NOTIFY phaseChanged)
     Q_PROPERTY(QString deviceHint READ deviceHint NOTIFY canPerformChanged)
+    Q_PROPERTY(QString dismissText READ dismissText NOTIFY phaseChanged)
 
 public:
     enum class Phase { Idle, Choosing, Sending, Sent, Failed };
@@ -52,6 +53,11 @@ public:
     QString lastError() const { return m_lastError; }
     // A line for the drop target's device half.
     QString deviceHint() const;
+    // The close button's name: it stops a transfer under way.
+    QString dismissText() const
+    {
+        return m_phase == Phase::Sending ? QStringLiteral("Stop sending") : QStringLiteral("Close");
+    }
     const QList<QUrl> &pendingFiles() const { return m_files; }
     bool isListening() const { return m_localSend.isListening(); }
 
