@@ -71,7 +71,15 @@ class Pair:
             if value:
                 return value
             time.sleep(0.1)
-        fail("timed out waiting for " + what)
+        # The daemons' own last words say why, when a run on another machine fails.
+        logs = []
+        for side in "ab":
+            try:
+                with open(os.path.join(self.workdir, side, "kdeconnectd.log"), errors="replace") as f:
+                    logs.append("%s: %s" % (side, " | ".join(f.read().splitlines()[-12:])))
+            except OSError:
+                pass
+        fail("timed out waiting for " + what + ("; " + "; ".join(logs) if logs else ""))
 
     def network(self):
         a, b = self.netns["a"], self.netns["b"]
