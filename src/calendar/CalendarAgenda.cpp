@@ -5,13 +5,14 @@
 #include "core/Clock.h"
 
 #include <QDesktopServices>
-#include <QFile>
-#include <QProcess>
-#include <QRegularExpression>
-#include <QStandardPaths>
 
 #include <algorithm>
 #include <cmath>
+
+// GIO names a struct member "signals", which Qt defines as a keyword.
+#undef signals
+#include <gio/gio.h>
+#define signals Q_SIGNALS
 
 namespace {
 
@@ -261,26 +262,17 @@ void CalendarAgenda::checkDayChange()
 
 void CalendarAgenda::openCalendarApp()
 {
-    // The desktop's default application for calendar files.
-    auto *query = new QProcess(this);
-    connect(query, &QProcess::finished, this, [query] {
-        query->deleteLater();
-        const QString id = QString::fromUtf8(query->readAllStandardOutput()).trimmed();
-        const QString desktopFile = id.isEmpty() ? QString() : QStandardPaths::locate(QStandardPaths::ApplicationsLocation, id);
-        QFile f(desktopFile);
-        if (desktopFile.isEmpty() || !f.open(QIODevice::ReadOnly))
-            return;
-        static const QRegularExpression execLine(QStringLiteral("^Exec=(.*)$"), QRegularExpression::MultilineOption);
-        const auto m = execLine.match(QString::fromUtf8(f.readAll()));
-        if (!m.hasMatch())
-            return;
-        QStringList args = QProcess::splitCommand(m.captured(1));
-        args.removeIf([](const QString &a) { return a.startsWith(QLatin1Char('%')); });
-        if (args.isEmpty())
-            return;
-        const QString program = args.takeFirst();
-        QProcess::startDetached(program, args);
-    });
-    connect(query, &QProcess::errorOccurred, query, &QObject::deleteLater);
-    query->start(QStringLiteral("xdg-mime"), {QStringLiteral("query"), QStringLiteral("default"), QStringLiteral("text/calendar")});
+    // The desktop's default application for calendar files, started by
+    // GIO as the desktop itself would: it expands or drops the Exec line's
+    // field codes, honours its quoting, and uses D-Bus activation where the
+    // application asks for it.
+    GAppInfo *app = g_app_info_get_default_for_type("text/calendar", FALSE);
+    if (!app)
+        return;
+    GError *error = nullptr;
+    if (!g_app_info_launch(app, nullptr, nullptr, &error)) {
+        qWarning("Tarnwick couldn't open the calendar application: %s", error ? error->message : "unknown error");
+        g_clear_error(&error);
+    }
+    g_object_unref(app);
 }

@@ -81,6 +81,21 @@ void CalendarDrawerModel::setActive(bool active)
     Q_EMIT activeChanged();
 }
 
+QLocale CalendarDrawerModel::namesLocale(const QLocale &locale)
+{
+    // The C locale (LANG=C.UTF-8, a common Debian default) has digits for
+    // weekday letters; English names stand in where the locale has none.
+    if (locale.language() == QLocale::C)
+        return QLocale(QLocale::English, QLocale::UnitedStates);
+    return locale;
+}
+
+int CalendarDrawerModel::daysBetween(const QDateTime &from, const QDateTime &to) const
+{
+    // Counted in calendar days, so a day of 23 or 25 hours is still one.
+    return int(ZonedTime::dayOf(from, zone()).daysTo(ZonedTime::dayOf(to, zone())));
+}
+
 void CalendarDrawerModel::setLocale(const QLocale &locale)
 {
     m_locale = locale;
@@ -128,7 +143,7 @@ QString CalendarDrawerModel::headerTitle() const
         return QStringLiteral("Tomorrow");
     if (offset == -1)
         return QStringLiteral("Yesterday");
-    return m_locale.dayName(selected.dayOfWeek(), QLocale::LongFormat);
+    return namesLocale(m_locale).dayName(selected.dayOfWeek(), QLocale::LongFormat);
 }
 
 QString CalendarDrawerModel::headerSubtitle() const
@@ -137,7 +152,7 @@ QString CalendarDrawerModel::headerSubtitle() const
         return {};
     const QDate selected = ZonedTime::dayOf(m_agenda->selectedDay(), zone());
     const QDate today = ZonedTime::dayOf(m_agenda->today(), zone());
-    QString s = m_locale.toString(selected, QStringLiteral("ddd d MMMM"));
+    QString s = namesLocale(m_locale).toString(selected, QStringLiteral("ddd d MMMM"));
     if (selected.year() != today.year())
         s += QLatin1Char(' ') + QString::number(selected.year());
     return s;
@@ -150,14 +165,15 @@ QVariantList CalendarDrawerModel::days() const
         return list;
     const QDate selected = ZonedTime::dayOf(m_agenda->selectedDay(), zone());
     const QDate today = ZonedTime::dayOf(m_agenda->today(), zone());
+    const QLocale names = namesLocale(m_locale);
     const int half = kStripDays / 2;
     for (int i = -half; i <= half; ++i) {
         const QDate d = selected.addDays(i);
         list.append(QVariantMap{
             {QStringLiteral("day"), ZonedTime::startOfDay(d, zone())},
             {QStringLiteral("number"), QString::number(d.day())},
-            {QStringLiteral("weekday"), m_locale.dayName(d.dayOfWeek(), QLocale::NarrowFormat)},
-            {QStringLiteral("name"), m_locale.toString(d, QLocale::LongFormat)},
+            {QStringLiteral("weekday"), names.dayName(d.dayOfWeek(), QLocale::NarrowFormat)},
+            {QStringLiteral("name"), names.toString(d, QLocale::LongFormat)},
             {QStringLiteral("isSelected"), i == 0},
             {QStringLiteral("isBusy"), m_agenda->busyDays().contains(d)},
             {QStringLiteral("isToday"), d == today},
@@ -183,6 +199,8 @@ QVariantList CalendarDrawerModel::rows() const
             {QStringLiteral("location"), e.location},
             {QStringLiteral("joinURL"), e.joinURL},
             {QStringLiteral("hasJoin"), e.hasJoinURL()},
+            {QStringLiteral("joinLabel"), QStringLiteral("Join")},
+            {QStringLiteral("joinName"), QStringLiteral("Join ") + e.title},
             {QStringLiteral("isNow"), isNow},
         });
     }

@@ -36,6 +36,8 @@ class CalendarDrawerModel : public QObject
     Q_PROPERTY(QString error READ error NOTIFY errorChanged)
     Q_PROPERTY(QString placeholder READ placeholder CONSTANT)
     Q_PROPERTY(QString example READ example CONSTANT)
+    Q_PROPERTY(QString exampleHint READ exampleHint CONSTANT)
+    Q_PROPERTY(QString returnHint READ returnHint CONSTANT)
     Q_PROPERTY(bool showsList READ showsList NOTIFY contentChanged)
     Q_PROPERTY(bool showsQuickAdd READ showsQuickAdd NOTIFY contentChanged)
     Q_PROPERTY(QString accessSymbol READ accessSymbol NOTIFY contentChanged)
@@ -73,6 +75,11 @@ public:
     QString error() const { return m_error; }
     QString placeholder() const { return placeholderText(); }
     QString example() const { return QStringLiteral("Lunch with Sam tomorrow at 1pm"); }
+    QString exampleHint() const { return QStringLiteral("Try \u201c%1\u201d").arg(example()); }
+    QString returnHint() const { return QStringLiteral("Return to add"); }
+    // Weekday and month names come from here: the locale itself, unless it
+    // has no names of its own.
+    static QLocale namesLocale(const QLocale &locale);
     bool showsList() const;
     bool showsQuickAdd() const;
     QString accessSymbol() const;
@@ -92,6 +99,8 @@ public:
     Q_INVOKABLE void join(const QUrl &url);
     Q_INVOKABLE void performAccessAction();
     Q_INVOKABLE void openCalendarApp();
+    // Whole days from one day of the strip to another.
+    Q_INVOKABLE int daysBetween(const QDateTime &from, const QDateTime &to) const;
 
     // The time line under an event's title.
     static QString detail(const AgendaEvent &event, const QDateTime &now, bool isToday, const QLocale &locale, const QTimeZone &zone);

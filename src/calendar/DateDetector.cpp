@@ -43,6 +43,7 @@ struct Context
     QDateTime now;
     QTimeZone zone;
     QDate today;
+    QDate bareTimesDay; // where a time without a day goes
 };
 
 int monthNumber(const QString &word)
@@ -557,10 +558,12 @@ std::optional<DateDetector::Match> resolve(const Group &g, const Context &c)
     }
     if (!g.day && !g.time)
         return std::nullopt;
-    const QDate date = g.day ? g.day->date : c.today;
-    // Only a time with no day at all is read as the next time the clock
-    // shows it; "friday 10:00" means ten in the morning even on a Friday.
-    const bool onToday = g.day == nullptr;
+    const QDate date = g.day ? g.day->date : c.bareTimesDay;
+    // Only a time with no day at all, going on today, is read as the next
+    // time the clock shows it; "friday 10:00" means ten in the morning even
+    // on a Friday, and "at 8" for another day means the same whenever it is
+    // typed.
+    const bool onToday = g.day == nullptr && date == c.today;
     const int partHour = g.day ? g.day->dayPartHour : -1;
     if (!g.time) {
         match.date = partHour >= 0 ? ZonedTime::at(date, QTime(partHour, 0), c.zone) : ZonedTime::startOfDay(date, c.zone);
@@ -597,11 +600,13 @@ std::optional<DateDetector::Match> resolve(const Group &g, const Context &c)
 
 } // namespace
 
-std::optional<DateDetector::Match> DateDetector::firstMatch(const QString &text, const QDateTime &now, const QTimeZone &zone)
+std::optional<DateDetector::Match> DateDetector::firstMatch(const QString &text, const QDateTime &now, const QTimeZone &zone,
+                                                           const QDate &bareTimesDay)
 {
     if (text.isEmpty())
         return std::nullopt;
-    const Context c{text, now, zone, ZonedTime::dayOf(now, zone)};
+    const QDate today = ZonedTime::dayOf(now, zone);
+    const Context c{text, now, zone, today, bareTimesDay.isValid() ? bareTimesDay : today};
     std::vector<Piece> found;
     found.reserve(8);
     relativeDays(c, found);

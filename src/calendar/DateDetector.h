@@ -24,5 +24,10 @@ public:
         int length = 0;
     };
 
-    static std::optional<Match> firstMatch(const QString &text, const QDateTime &now, const QTimeZone &zone);
+    // `bareTimesDay`: the day a time written without one goes on (today
+    // when invalid). On today a bare hour is the next time the clock shows
+    // it; on any other day the written hour decides, 1 to 6 meaning the
+    // afternoon.
+    static std::optional<Match> firstMatch(const QString &text, const QDateTime &now, const QTimeZone &zone,
+                                           const QDate &bareTimesDay = {});
 };

@@ -83,18 +83,6 @@ std::optional<int> meetingHour(const QString &digits)
     return value;
 }
 
-std::optional<int> writtenHour(const QString &phrase)
-{
-    static const QRegularExpression marker(QStringLiteral("\\d\\s*(am|pm|a\\.m\\.|p\\.m\\.)"));
-    static const QRegularExpression hourBeforeMinutes(QStringLiteral("\\d{1,2}(?=:\\d{2})"));
-    if (marker.match(phrase).hasMatch())
-        return std::nullopt;
-    const auto m = hourBeforeMinutes.match(phrase);
-    if (!m.hasMatch())
-        return std::nullopt;
-    return meetingHour(m.captured(0));
-}
-
 QuickEvent timed(QString title, const QDateTime &start, double duration)
 {
     QuickEvent e;
@@ -158,7 +146,7 @@ QuickEvent QuickEvent::parse(const QString &text, const QDateTime &day, const QD
     const QString trimmed = text.trimmed();
     std::optional<DateDetector::Match> found;
     if (detector && !trimmed.isEmpty())
-        found = detector(trimmed, now, zone);
+        found = detector(trimmed, now, zone, ZonedTime::dayOf(day, zone));
     if (!found || !found->date.isValid() || found->start < 0 || found->length <= 0 || found->start + found->length > trimmed.size())
         return fallback(trimmed, day, now, zone);
 
@@ -202,15 +190,12 @@ QuickEvent QuickEvent::parse(const QString &text, const QDateTime &day, const QD
     if (namesDay || phrase.contains(QLatin1Char('/')))
         return timed(title, found->date, found->duration);
 
-    // A time without a day goes on the day the drawer shows.
+    // A time without a day goes on the day the drawer shows (the detector
+    // read its hour for that day).
     const QDate selected = ZonedTime::dayOf(day, zone);
     const QTime detected = found->date.toTimeZone(zone).time();
-    int hour = detected.isValid() ? detected.hour() : kDefaultHour;
+    const int hour = detected.isValid() ? detected.hour() : kDefaultHour;
     const int minute = detected.isValid() ? detected.minute() : kDefaultMinute;
-    if (selected != ZonedTime::dayOf(now, zone)) {
-        if (const auto written = writtenHour(phrase))
-            hour = *written;
-    }
     QDateTime start = ZonedTime::at(selected, QTime(hour, minute), zone);
     if (!start.isValid())
         start = found->date;

@@ -30,7 +30,8 @@ public:
 
     bool operator==(const QuickEvent &other) const = default;
 
-    using Detector = std::function<std::optional<DateDetector::Match>(const QString &, const QDateTime &, const QTimeZone &)>;
+    using Detector = std::function<std::optional<DateDetector::Match>(const QString &, const QDateTime &, const QTimeZone &,
+                                                                      const QDate &)>;
 
     static QuickEvent parse(const QString &text, const QDateTime &day, const QDateTime &now, const QTimeZone &zone);
     // The same with another date detector; an empty one stands for a

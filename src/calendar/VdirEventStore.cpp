@@ -22,8 +22,14 @@ Q_LOGGING_CATEGORY(lcVdir, "tarnwick.calendar", QtWarningMsg)
 namespace {
 
 // Recurrence expansion stops here even for a rule with no end, so a broken
-// file cannot stall the drawer.
+// file cannot stall the drawer. Counted from the start of the queried range
+// (rules without COUNT start there), so it bounds the work of one query,
+// never which of today's occurrences are shown.
 constexpr int kMaxOccurrences = 100000;
+// One event's file is a few kilobytes, a long-running series with its
+// changed occurrences a few hundred; a larger file is not read, so a stray
+// export or a broken sync cannot hold the whole store up.
+constexpr qint64 kMaxFileBytes = 4 * 1024 * 1024;
 // Beyond this many files only folders are watched (inotify watches are a
 // per-user budget shared with every other program).
 constexpr int kMaxWatchedFiles = 4000;
@@ -107,6 +113,30 @@ QDateTime toDateTime(icaltimetype t, const ZoneRef &zone, const QTimeZone &local
     }
     // Floating times ("at 9 wherever you are") are read in the viewer's zone.
     return ZonedTime::at(date, time, local);
+}
+
+// `moment` written the way a rule's DTSTART is: as a date, in UTC, in the
+// event's zone, or as a floating time in the viewer's zone.
+icaltimetype icalTimeLike(const QDateTime &moment, icaltimetype like, const ZoneRef &zone, const QTimeZone &local)
+{
+    if (zone.kind == ZoneRef::Kind::Embedded) {
+        icaltimetype t = icaltime_from_timet_with_zone(time_t(moment.toSecsSinceEpoch()), like.is_date, zone.embedded);
+        t.is_date = like.is_date;
+        return t;
+    }
+    const QDateTime shown = zone.kind == ZoneRef::Kind::Utc     ? moment.toUTC()
+                            : zone.kind == ZoneRef::Kind::Named ? moment.toTimeZone(zone.named)
+                                                                : moment.toTimeZone(local);
+    icaltimetype t = like;
+    t.year = shown.date().year();
+    t.month = shown.date().month();
+    t.day = shown.date().day();
+    if (!like.is_date) {
+        t.hour = shown.time().hour();
+        t.minute = shown.time().minute();
+        t.second = shown.time().second();
+    }
+    return t;
 }
 
 } // namespace
@@ -279,12 +309,16 @@ std::shared_ptr<VdirFile> parseFile(const QString &path, const QFileInfo &info, 
     auto file = std::make_shared<VdirFile>();
     file->modified = info.lastModified();
     file->size = info.size();
+    if (info.size() > kMaxFileBytes) {
+        qCWarning(lcVdir) << "too large for one event, not read:" << path << info.size() << "bytes";
+        return file;
+    }
     QFile f(path);
     if (!f.open(QIODevice::ReadOnly)) {
         qCWarning(lcVdir) << "cannot read" << path << f.errorString();
         return file;
     }
-    const QByteArray data = f.readAll();
+    const QByteArray data = f.read(kMaxFileBytes);
     file->root.reset(icalparser_parse_string(data.constData()));
     if (!file->root) {
         qCWarning(lcVdir) << "not an iCalendar file:" << path;
@@ -573,6 +607,14 @@ QList<EventStore::Event> VdirEventStore::events(const QDateTime &from, const QDa
                 icalrecur_iterator *it = icalrecur_iterator_new(rule, item.dtstart);
                 if (!it)
                     continue;
+                // Skip the years before the range instead of walking them
+                // (a daily rule from 2015 is thousands of steps otherwise). An
+                // occurrence starting up to its own length (and a day, for
+                // the zones' sake) earlier still reaches into the range. A
+                // rule with COUNT must be walked from its first date.
+                const QDateTime earliest = (item.isAllDay ? from.addDays(-item.durationDays) : from.addSecs(-item.durationSecs)).addDays(-1);
+                if (rule.count == 0 && earliest > item.start)
+                    icalrecur_iterator_set_start(it, icalTimeLike(earliest, item.dtstart, item.zone, m_zone));
                 for (int n = 0; n < kMaxOccurrences; ++n) {
                     icaltimetype t = icalrecur_iterator_next(it);
                     if (icaltime_is_null_time(t))

@@ -219,8 +219,18 @@ FileFeeds::Listing FileFeeds::newestDownloads(const QString &folder, int limit)
     }
     const int fd = ::dirfd(dir);
     QList<Entry> entries;
-    errno = 0;
-    while (const dirent *ent = ::readdir(dir)) {
+    int readError = 0;
+    for (;;) {
+        // readdir() reports an error only through errno, and only when it
+        // returns null; anything called since the last entry (statx on a file
+        // that was just deleted) may have left errno set, so it is cleared
+        // right before each call.
+        errno = 0;
+        const dirent *ent = ::readdir(dir);
+        if (!ent) {
+            readError = errno;
+            break;
+        }
         const char *name = ent->d_name;
         if (name[0] == '.') // hidden files, and "." and ".."
             continue;
@@ -236,10 +246,11 @@ FileFeeds::Listing FileFeeds::newestDownloads(const QString &folder, int limit)
                 entry.birth = nanoseconds(stx.stx_btime);
             if (stx.stx_mask & STATX_MTIME)
                 entry.modified = nanoseconds(stx.stx_mtime);
+        } else if (errno == ENOENT) {
+            continue; // deleted or moved away since the folder was read
         }
         entries.append(std::move(entry));
     }
-    const int readError = errno;
     ::closedir(dir);
     if (readError != 0) {
         listing.problem = problemFor(readError, folder);

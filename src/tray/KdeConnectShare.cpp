@@ -5,6 +5,11 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
+#include <QFileInfo>
+#include <QSocketNotifier>
+
+#include <sys/inotify.h>
+#include <unistd.h>
 
 namespace {
 
@@ -15,10 +20,16 @@ QString devicePath(const QString &id)
 
 } // namespace
 
-KdeConnectShare::KdeConnectShare(QDBusConnection bus, QObject *parent)
+KdeConnectShare::KdeConnectShare(Clock &clock, QDBusConnection bus, QObject *parent)
     : QObject(parent)
     , m_bus(std::move(bus))
+    , m_wait(clock)
 {
+}
+
+KdeConnectShare::~KdeConnectShare()
+{
+    unwatch();
 }
 
 void KdeConnectShare::discover()
@@ -81,20 +92,139 @@ void KdeConnectShare::describe(const QString &id)
 
 void KdeConnectShare::send(const NearbyDevice &device, const QList<QUrl> &files)
 {
-    QStringList urls;
-    for (const QUrl &url : files)
-        urls.append(url.toString(QUrl::FullyEncoded));
-    QDBusMessage call = QDBusMessage::createMethodCall(kService, devicePath(device.id) + QStringLiteral("/share"),
+    cancel();
+    m_device = device;
+    m_queue = files;
+    watchDevice(true);
+    handNext();
+}
+
+void KdeConnectShare::cancel()
+{
+    ++m_generation;
+    m_queue.clear();
+    m_wait.cancel();
+    unwatch();
+    watchDevice(false);
+}
+
+void KdeConnectShare::watchDevice(bool on)
+{
+    if (on == m_watchingDevice || m_device.id.isEmpty())
+        return;
+    const QString path = devicePath(m_device.id);
+    const QString interface = QStringLiteral("org.kde.kdeconnect.device");
+    const QString signal = QStringLiteral("reachableChanged");
+    if (on)
+        m_watchingDevice = m_bus.connect(kService, path, interface, signal, this, SLOT(onReachableChanged(bool)));
+    else
+        m_watchingDevice = !m_bus.disconnect(kService, path, interface, signal, this, SLOT(onReachableChanged(bool)));
+}
+
+void KdeConnectShare::onReachableChanged(bool reachable)
+{
+    if (!reachable)
+        end(false, QStringLiteral("KDE Connect couldn't send to %1: it isn't reachable any more.").arg(m_device.name));
+}
+
+void KdeConnectShare::handNext()
+{
+    if (m_queue.isEmpty()) {
+        end(true, {});
+        return;
+    }
+    const QUrl url = m_queue.takeFirst();
+    m_handedOver = false;
+    m_read = false;
+    // Only a file that another one follows needs watching; without a watch
+    // the rest is handed over at once, as the daemon would take it anyway.
+    const bool paced = !m_queue.isEmpty() && watch(url.toLocalFile());
+    QDBusMessage call = QDBusMessage::createMethodCall(kService, devicePath(m_device.id) + QStringLiteral("/share"),
                                                        QStringLiteral("org.kde.kdeconnect.device.share"),
-                                                       QStringLiteral("shareUrls"));
-    call << urls;
+                                                       QStringLiteral("shareUrl"));
+    call << url.toString(QUrl::FullyEncoded);
     auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, name = device.name](QDBusPendingCallWatcher *w) {
-        w->deleteLater();
-        const QDBusPendingReply<> reply = *w;
-        if (reply.isError())
-            Q_EMIT finished(false, QStringLiteral("KDE Connect couldn't send to %1: %2").arg(name, reply.error().message()));
-        else
-            Q_EMIT finished(true, {});
-    });
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [this, paced, generation = m_generation, name = QFileInfo(url.toLocalFile()).fileName()](QDBusPendingCallWatcher *w) {
+                w->deleteLater();
+                if (generation != m_generation)
+                    return;
+                const QDBusPendingReply<> reply = *w;
+                if (reply.isError()) {
+                    end(false, QStringLiteral("KDE Connect couldn't send to %1: %2").arg(m_device.name, reply.error().message()));
+                    return;
+                }
+                m_handedOver = true;
+                if (!paced) {
+                    unwatch();
+                    handNext();
+                    return;
+                }
+                if (m_read) {
+                    settle();
+                    return;
+                }
+                m_wait.start(kStartTimeout, [this, name] {
+                    end(false, QStringLiteral("KDE Connect couldn't send to %1: the device never asked for %2.").arg(m_device.name, name));
+                });
+            });
+}
+
+bool KdeConnectShare::watch(const QString &path)
+{
+    unwatch();
+    if (path.isEmpty())
+        return false;
+    m_inotify = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (m_inotify < 0)
+        return false;
+    if (::inotify_add_watch(m_inotify, QFile::encodeName(path).constData(), IN_OPEN | IN_CLOSE_NOWRITE) < 0) {
+        unwatch();
+        return false;
+    }
+    m_notifier = std::make_unique<QSocketNotifier>(m_inotify, QSocketNotifier::Read);
+    connect(m_notifier.get(), &QSocketNotifier::activated, this, &KdeConnectShare::readEvents);
+    return true;
+}
+
+void KdeConnectShare::unwatch()
+{
+    m_notifier.reset();
+    if (m_inotify >= 0)
+        ::close(m_inotify);
+    m_inotify = -1;
+}
+
+void KdeConnectShare::readEvents()
+{
+    alignas(inotify_event) char buffer[4096];
+    for (;;) {
+        const ssize_t n = ::read(m_inotify, buffer, sizeof buffer);
+        if (n <= 0)
+            break;
+        for (ssize_t at = 0; at < n;) {
+            const auto *event = reinterpret_cast<const inotify_event *>(buffer + at);
+            // Once the daemon opens the file the device has asked for it; a
+            // large file may then take as long as the network needs.
+            if (event->mask & IN_OPEN)
+                m_wait.cancel();
+            if (event->mask & IN_CLOSE_NOWRITE)
+                m_read = true;
+            at += ssize_t(sizeof(inotify_event)) + event->len;
+        }
+    }
+    if (m_read && m_handedOver)
+        settle();
+}
+
+void KdeConnectShare::settle()
+{
+    unwatch();
+    m_wait.start(kSettle, [this] { handNext(); });
+}
+
+void KdeConnectShare::end(bool ok, const QString &error)
+{
+    cancel();
+    Q_EMIT finished(ok, error);
 }

@@ -23,6 +23,9 @@ constexpr auto kApi = "/api/localsend/v2/";
 // upload that stalls for this long has lost its receiver.
 constexpr int kAcceptTimeoutMs = 120'000;
 constexpr int kStallTimeoutMs = 20'000;
+// A prepare-upload answer is a session id and one token per file; anything
+// much larger is not a LocalSend receiver, and is not read into memory.
+constexpr qint64 kMaxAnswerBytes = 256 * 1024;
 
 } // namespace
 
@@ -67,6 +70,12 @@ void LocalSendClient::discover()
     QJsonObject announcement = ownInfo();
     announcement.insert(QStringLiteral("announce"), true);
     m_socket->writeDatagram(QJsonDocument(announcement).toJson(QJsonDocument::Compact), m_config.group, m_config.port);
+}
+
+void LocalSendClient::stopListening()
+{
+    delete m_socket;
+    m_socket = nullptr;
 }
 
 std::optional<NearbyDevice> LocalSendClient::parseAnnouncement(const QByteArray &datagram, const QHostAddress &from,
@@ -166,6 +175,7 @@ void LocalSendClient::send(const NearbyDevice &device, const QList<QUrl> &files)
     m_total = 0;
     m_done = 0;
     m_certificateMismatch = false;
+    m_answerTooLarge = false;
 
     static const QMimeDatabase mimes;
     QJsonObject fileMap;
@@ -191,6 +201,12 @@ void LocalSendClient::send(const NearbyDevice &device, const QList<QUrl> &files)
                                            QJsonDocument(body).toJson(QJsonDocument::Compact));
     watchCertificate(reply);
     m_reply = reply;
+    connect(reply, &QNetworkReply::downloadProgress, this, [this, reply](qint64 received, qint64 total) {
+        if (received > kMaxAnswerBytes || total > kMaxAnswerBytes) {
+            m_answerTooLarge = true;
+            reply->abort();
+        }
+    });
     connect(reply, &QNetworkReply::finished, this, [this, reply] { onPrepared(reply); });
 }
 
@@ -216,6 +232,10 @@ void LocalSendClient::onPrepared(QNetworkReply *reply)
     reply->deleteLater();
     if (!m_sending || reply != m_reply)
         return;
+    if (m_answerTooLarge) {
+        fail(QStringLiteral("%1 answered with more than a LocalSend receiver says.").arg(m_device.name));
+        return;
+    }
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     switch (status) {
     case 200:
@@ -240,7 +260,7 @@ void LocalSendClient::onPrepared(QNetworkReply *reply)
                     : networkProblem(reply));
         return;
     }
-    const QJsonObject answer = QJsonDocument::fromJson(reply->readAll()).object();
+    const QJsonObject answer = QJsonDocument::fromJson(reply->read(kMaxAnswerBytes)).object();
     m_sessionId = answer.value(QStringLiteral("sessionId")).toString();
     const QJsonObject tokens = answer.value(QStringLiteral("files")).toObject();
     // The receiver may accept only some files; those without a token stay home.

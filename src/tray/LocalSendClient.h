@@ -41,6 +41,10 @@ public:
     // Joins the group (once) and announces us, which asks every receiver to
     // answer with its own announcement.
     void discover();
+    // Leaves the group and closes the socket: announcements on the network
+    // no longer wake us.
+    void stopListening();
+    bool isListening() const { return m_socket != nullptr; }
     bool isSending() const { return m_sending; }
     // Sends regular files (folders are left out); ends with finished().
     void send(const NearbyDevice &device, const QList<QUrl> &files);
@@ -90,4 +94,5 @@ private:
     QPointer<QNetworkReply> m_reply;
     QFile *m_body = nullptr; // owned by the upload's reply
     bool m_certificateMismatch = false;
+    bool m_answerTooLarge = false;
 };

@@ -5,6 +5,14 @@ void NearbyDeviceList::upsert(const NearbyDevice &device)
     for (qsizetype i = 0; i < m_devices.size(); ++i) {
         NearbyDevice &known = m_devices[i];
         if (known.kind == device.kind && known.id == device.id) {
+            // Anyone can announce a LocalSend device's fingerprint; only the
+            // device itself can then show the matching certificate. So a
+            // device seen over HTTPS is never switched to plain HTTP or to
+            // another address by an announcement: that would send the files,
+            // unchecked, to whoever made it.
+            if (device.kind == NearbyDevice::Kind::LocalSend && known.https
+                && (!device.https || known.address != device.address || known.port != device.port))
+                return;
             if (known == device)
                 return;
             known = device;
@@ -66,7 +74,11 @@ QVariant NearbyDeviceList::data(const QModelIndex &index, int role) const
     case NameRole:
         return device.name;
     case KindRole:
-        return device.kind == NearbyDevice::Kind::KdeConnect ? QStringLiteral("KDE Connect") : QStringLiteral("LocalSend");
+        if (device.kind == NearbyDevice::Kind::KdeConnect)
+            return QStringLiteral("KDE Connect");
+        // Plain HTTP: the device cannot be checked, and anyone on the
+        // network can read the files.
+        return device.https ? QStringLiteral("LocalSend") : QStringLiteral("LocalSend, not encrypted");
     case SymbolRole:
         return symbolFor(device);
     default:

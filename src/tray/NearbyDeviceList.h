@@ -20,7 +20,8 @@ public:
 
     int count() const { return int(m_devices.size()); }
     const QList<NearbyDevice> &devices() const { return m_devices; }
-    // Adds a new device, or updates the one with the same kind and id.
+    // Adds a new device, or updates the one with the same kind and id. A
+    // LocalSend device seen over HTTPS keeps its address and protocol.
     void upsert(const NearbyDevice &device);
     // Drops the devices of this kind whose ids are not in the list: they
     // are no longer reachable.

@@ -19,12 +19,16 @@ LocalSendClient::Config NearbyShare::defaultLocalSendConfig()
 NearbyShare::NearbyShare(Clock &clock, LocalSendClient::Config localSend, QDBusConnection bus, QObject *parent)
     : QObject(parent)
     , m_linger(clock)
+    , m_answerWindow(clock)
     , m_localSend(std::move(localSend))
-    , m_kdeConnect(std::move(bus))
+    , m_kdeConnect(clock, std::move(bus))
 {
     // The hint names the devices, so any device coming or going is news.
     connect(&m_devices, &NearbyDeviceList::countChanged, this, &NearbyShare::canPerformChanged);
-    connect(&m_localSend, &LocalSendClient::deviceFound, &m_devices, &NearbyDeviceList::upsert);
+    connect(&m_localSend, &LocalSendClient::deviceFound, this, [this](const NearbyDevice &device) {
+        m_answered.append(device.id);
+        m_devices.upsert(device);
+    });
     connect(&m_kdeConnect, &KdeConnectShare::deviceFound, &m_devices, &NearbyDeviceList::upsert);
     // A device that went out of range or was unpaired is no longer offered.
     // A transfer under way keeps its own copy of the device it goes to.
@@ -39,8 +43,15 @@ NearbyShare::NearbyShare(Clock &clock, LocalSendClient::Config localSend, QDBusC
 
 void NearbyShare::startLooking()
 {
+    // Our announcement asks every LocalSend device to answer at once; one
+    // that does not has left (LocalSend devices never say goodbye).
+    m_answered.clear();
     m_localSend.discover();
     m_kdeConnect.discover();
+    m_answerWindow.start(kAnswerWindow, [this] {
+        m_localSend.stopListening();
+        m_devices.keepOnly(NearbyDevice::Kind::LocalSend, m_answered);
+    });
 }
 
 bool NearbyShare::send(const QList<QUrl> &files)
@@ -71,8 +82,10 @@ void NearbyShare::choose(int row)
 void NearbyShare::dismiss()
 {
     m_linger.cancel();
-    if (m_phase == Phase::Sending)
+    if (m_phase == Phase::Sending) {
         m_localSend.cancel();
+        m_kdeConnect.cancel();
+    }
     m_files.clear();
     setPhase(Phase::Idle);
 }

@@ -27,6 +27,7 @@ class NearbyShare : public QObject, public QmlSingleton<NearbyShare>
     Q_PROPERTY(QString statusText READ statusText NOTIFY phaseChanged)
     Q_PROPERTY(QString lastError READ lastError NOTIFY phaseChanged)
     Q_PROPERTY(QString deviceHint READ deviceHint NOTIFY canPerformChanged)
+    Q_PROPERTY(QString dismissText READ dismissText NOTIFY phaseChanged)
 
 public:
     enum class Phase { Idle, Choosing, Sending, Sent, Failed };
@@ -34,6 +35,9 @@ public:
 
     // How long a result stays in the Nook before it clears itself.
     static constexpr double kResultLinger = 4;
+    // How long LocalSend devices get to answer a look. Those that stay
+    // silent have left; then we stop listening until the next look.
+    static constexpr double kAnswerWindow = 3;
 
     static LocalSendClient::Config defaultLocalSendConfig();
 
@@ -49,7 +53,13 @@ public:
     QString lastError() const { return m_lastError; }
     // A line for the drop target's device half.
     QString deviceHint() const;
+    // The close button's name: it stops a transfer under way.
+    QString dismissText() const
+    {
+        return m_phase == Phase::Sending ? QStringLiteral("Stop sending") : QStringLiteral("Close");
+    }
     const QList<QUrl> &pendingFiles() const { return m_files; }
+    bool isListening() const { return m_localSend.isListening(); }
 
     // Looks for devices (a drag is coming).
     Q_INVOKABLE void startLooking();
@@ -72,6 +82,8 @@ private:
     void finish(bool ok, const QString &error);
 
     ClockSlot m_linger;
+    ClockSlot m_answerWindow;
+    QStringList m_answered; // LocalSend devices heard since the look began
     LocalSendClient m_localSend;
     KdeConnectShare m_kdeConnect;
     NearbyDeviceList m_devices;

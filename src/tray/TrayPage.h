@@ -22,6 +22,7 @@ class TrayPage : public QObject
     Q_PROPERTY(TraySource source READ source NOTIFY sourceChanged)
     Q_PROPERTY(QString title READ title NOTIFY sourceChanged)
     Q_PROPERTY(bool showsClear READ showsClear NOTIFY contentChanged)
+    Q_PROPERTY(QString clearText READ clearText CONSTANT)
     Q_PROPERTY(Content content READ content NOTIFY contentChanged)
     Q_PROPERTY(QAbstractItemModel *items READ items NOTIFY contentChanged)
     Q_PROPERTY(bool removable READ removable NOTIFY contentChanged)
@@ -47,6 +48,7 @@ public:
     TraySource source() const;
     QString title() const { return titleFor(source()); }
     bool showsClear() const;
+    QString clearText() const { return QStringLiteral("Clear"); }
     Content content() const;
     QAbstractItemModel *items() const;
     bool removable() const { return source() == TraySource::Dropped; }

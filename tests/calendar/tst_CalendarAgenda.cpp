@@ -4,7 +4,10 @@
 #include "calendar/CallLink.h"
 #include "core/ManualClock.h"
 
+#include <QDir>
+#include <QFile>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -46,6 +49,7 @@ class tst_CalendarAgenda : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void opensTheDesktopsCalendarApplication();
     void dayListHidesWhatIsOverOnlyOnToday();
     void sortsAllDayFirstThenByStart();
     void publishesOnlyRealChanges();
@@ -318,6 +322,46 @@ void tst_CalendarAgenda::storeChangesRefresh()
     store.announce();
     QCOMPARE(events.count(), 1);
     QVERIFY(agenda.isBusy(at(11, 16, 0)));
+}
+
+void tst_CalendarAgenda::opensTheDesktopsCalendarApplication()
+{
+    // The default handler for text/calendar, in a home of its own. Its Exec
+    // line has a quoted argument, an escaped percent sign and a field code
+    // with no file to fill it: the desktop's rules, not a guess, decide.
+    QTemporaryDir home;
+    QVERIFY(home.isValid());
+    const QString script = home.filePath(QStringLiteral("calendar-app"));
+    const QString out = home.filePath(QStringLiteral("arguments"));
+    QFile s(script);
+    QVERIFY(s.open(QIODevice::WriteOnly));
+    s.write(QStringLiteral("#!/bin/sh\nfor a in \"$@\"; do printf '%s\\n' \"$a\"; done > '%1.part'\nmv '%1.part' '%1'\n").arg(out).toUtf8());
+    s.close();
+    QVERIFY(s.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
+    QVERIFY(QDir().mkpath(home.filePath(QStringLiteral("data/applications"))));
+    QFile entry(home.filePath(QStringLiteral("data/applications/test-calendar.desktop")));
+    QVERIFY(entry.open(QIODevice::WriteOnly));
+    entry.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=Test Calendar\nMimeType=text/calendar;\n"
+                               "Exec=%1 --title \"My Calendar\" 100%% %u\n").arg(script).toUtf8());
+    entry.close();
+    QVERIFY(QDir().mkpath(home.filePath(QStringLiteral("config"))));
+    QFile defaults(home.filePath(QStringLiteral("config/mimeapps.list")));
+    QVERIFY(defaults.open(QIODevice::WriteOnly));
+    defaults.write("[Default Applications]\ntext/calendar=test-calendar.desktop\n");
+    defaults.close();
+    qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(QStringLiteral("data"))));
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.filePath(QStringLiteral("config"))));
+    qputenv("XDG_DATA_DIRS", QFile::encodeName(home.filePath(QStringLiteral("none"))));
+
+    FakeEventStore store;
+    ManualClock clock(QDateTime(QDate(2026, 11, 16), QTime(9, 0), berlin()));
+    CalendarAgenda agenda(store, clock, berlin());
+    agenda.openCalendarApp();
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(out), 10000);
+    QFile args(out);
+    QVERIFY(args.open(QIODevice::ReadOnly));
+    QCOMPARE(QString::fromUtf8(args.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts),
+             (QStringList{QStringLiteral("--title"), QStringLiteral("My Calendar"), QStringLiteral("100%")}));
 }
 
 QTEST_GUILESS_MAIN(tst_CalendarAgenda)

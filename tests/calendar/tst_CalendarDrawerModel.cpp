@@ -43,6 +43,9 @@ private Q_SLOTS:
     void ticksEachMinuteOnlyWhileShown();
     void returnSavesOrShowsTheFailure();
     void stripShowsNineteenDaysAroundTheSelection();
+    void weekdayNamesInEveryLocale_data();
+    void weekdayNamesInEveryLocale();
+    void stripCountsCalendarDays();
     void stripDragProjectsAFlick_data();
     void stripDragProjectsAFlick();
 };
@@ -229,6 +232,53 @@ void tst_CalendarDrawerModel::stripShowsNineteenDaysAroundTheSelection()
     }
     QCOMPARE(busy, (QStringList{QStringLiteral("18"), QStringLiteral("19")}));
     QCOMPARE(days.at(9).toMap().value(QStringLiteral("weekday")).toString(), QStringLiteral("M"));
+}
+
+void tst_CalendarDrawerModel::weekdayNamesInEveryLocale_data()
+{
+    QTest::addColumn<QLocale>("locale");
+    QTest::addColumn<QString>("letters"); // Monday 16 to Sunday 22
+    QTest::addColumn<QString>("header");  // Wednesday 18, seen on the 16th
+
+    // The C locale (LANG=C.UTF-8) names weekdays by digits.
+    QTest::newRow("C") << QLocale::c() << "MTWTFSS" << "Wednesday";
+    QTest::newRow("en_US") << english << "MTWTFSS" << "Wednesday";
+    QTest::newRow("de_DE") << QLocale(QLocale::German, QLocale::Germany) << "MDMDFSS" << "Mittwoch";
+}
+
+void tst_CalendarDrawerModel::weekdayNamesInEveryLocale()
+{
+    QFETCH(QLocale, locale);
+    QFETCH(QString, letters);
+    QFETCH(QString, header);
+
+    FakeEventStore store;
+    ManualClock clock(at(16, 9));
+    CalendarAgenda agenda(store, clock, berlin());
+    CalendarDrawerModel drawer;
+    drawer.setLocale(locale);
+    drawer.setAgenda(&agenda);
+    QString shown;
+    const QVariantList days = drawer.days();
+    for (int i = 9; i < 16; ++i) // the selected day (today) sits in the middle
+        shown += days.at(i).toMap().value(QStringLiteral("weekday")).toString();
+    QCOMPARE(shown, letters);
+    drawer.selectDay(at(18, 0));
+    QCOMPARE(drawer.headerTitle(), header);
+}
+
+void tst_CalendarDrawerModel::stripCountsCalendarDays()
+{
+    FakeEventStore store;
+    ManualClock clock(at(16, 9));
+    CalendarAgenda agenda(store, clock, berlin());
+    CalendarDrawerModel drawer;
+    drawer.setAgenda(&agenda);
+    // Across the night the clocks go back (25 hours) and within one day.
+    const QDateTime saturday(QDate(2026, 10, 24), QTime(0, 0), berlin());
+    QCOMPARE(drawer.daysBetween(saturday, saturday.addDays(2)), 2);
+    QCOMPARE(drawer.daysBetween(saturday.addDays(2), saturday), -2);
+    QCOMPARE(drawer.daysBetween(at(16, 0), at(16, 23, 59)), 0);
 }
 
 void tst_CalendarDrawerModel::stripDragProjectsAFlick_data()

@@ -1,11 +1,9 @@
 #include "calendar/DateDetector.h"
 #include "calendar/QuickEvent.h"
 
-#include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QTest>
 
-#include <algorithm>
 
 namespace {
 
@@ -66,12 +64,13 @@ class tst_QuickEvent : public QObject
 private Q_SLOTS:
     void parsesTypedLines_data();
     void parsesTypedLines();
+    void anotherDayIgnoresTheTimeOfTyping_data();
+    void anotherDayIgnoresTheTimeOfTyping();
     void fallsBackWithoutDetector_data();
     void fallsBackWithoutDetector();
     void detectorReportsUtf16Range_data();
     void detectorReportsUtf16Range();
     void anyTextGivesAUsableEvent();
-    void parseIsFastEnoughForEveryKeystroke();
 };
 
 void tst_QuickEvent::parsesTypedLines_data()
@@ -330,6 +329,56 @@ void tst_QuickEvent::parsesTypedLines()
     }
 }
 
+void tst_QuickEvent::anotherDayIgnoresTheTimeOfTyping_data()
+{
+    QTest::addColumn<QTime>("typed"); // on Wednesday, for Friday
+    QTest::addColumn<QString>("input");
+    QTest::addColumn<QTime>("start"); // invalid: all day
+    QTest::addColumn<QTime>("end");
+
+    const struct
+    {
+        const char *input;
+        QTime start, end;
+    } shapes[] = {
+        {"Dentist at 8", QTime(8, 0), QTime(9, 0)},
+        {"Call at 3", QTime(15, 0), QTime(16, 0)},
+        {"Run at 03", QTime(3, 0), QTime(4, 0)},
+        {"Tea at 4 o'clock", QTime(16, 0), QTime(17, 0)},
+        {"Standup 9:30", QTime(9, 30), QTime(10, 30)},
+        {"Call at 4:15", QTime(16, 15), QTime(17, 15)},
+        {"Planning from 2:00 to 4:00", QTime(14, 0), QTime(16, 0)},
+        {"Meeting 3-5pm", QTime(15, 0), QTime(17, 0)},
+        {"Lecture 13:00-14:30", QTime(13, 0), QTime(14, 30)},
+        {"Gym at 6pm", QTime(18, 0), QTime(19, 0)},
+        {"Lunch at noon", QTime(12, 0), QTime(13, 0)},
+        {"Deploy at midnight", QTime(0, 0), QTime(1, 0)},
+        {"Focus at 10 for 2 hours", QTime(10, 0), QTime(12, 0)},
+        {"Planning from 2 to 4", QTime(), QTime()},
+        {"Write report", QTime(9, 0), QTime(10, 0)},
+    };
+    for (const auto &shape : shapes) {
+        for (const QTime typed : {QTime(0, 5), QTime(7, 59), QTime(8, 1), QTime(10, 20), QTime(15, 30), QTime(23, 55)})
+            QTest::addRow("%s, typed %s", shape.input, qPrintable(typed.toString(QStringLiteral("HH:mm"))))
+                << typed << QString::fromUtf8(shape.input) << shape.start << shape.end;
+    }
+}
+
+void tst_QuickEvent::anotherDayIgnoresTheTimeOfTyping()
+{
+    QFETCH(QTime, typed);
+    QFETCH(QString, input);
+    QFETCH(QTime, start);
+    QFETCH(QTime, end);
+
+    const QDate friday(2026, 11, 20);
+    const QuickEvent e = QuickEvent::parse(input, QDateTime(friday, QTime(0, 0), berlin()),
+                                           QDateTime(QDate(2026, 11, 18), typed, berlin()), berlin());
+    QCOMPARE(e.isAllDay, !start.isValid());
+    QCOMPARE(e.start.toTimeZone(berlin()), QDateTime(friday, start.isValid() ? start : QTime(0, 0), berlin()));
+    QCOMPARE(e.end.toTimeZone(berlin()), QDateTime(friday, end.isValid() ? end : QTime(0, 0), berlin()));
+}
+
 void tst_QuickEvent::fallsBackWithoutDetector_data()
 {
     QTest::addColumn<int>("selected");
@@ -432,29 +481,6 @@ void tst_QuickEvent::anyTextGivesAUsableEvent()
         QVERIFY2(e.isAllDay ? e.end == e.start : e.end > e.start, qPrintable(text));
         QVERIFY2(!e.title.isEmpty() || text.trimmed().isEmpty(), qPrintable(text));
     }
-}
-
-void tst_QuickEvent::parseIsFastEnoughForEveryKeystroke()
-{
-    // Not a pass/fail timing (machines are noisy): it prints the median so
-    // the figure can be watched, and checks the parse still gives a result.
-    const QDateTime now = reference(QStringLiteral("Mon"));
-    const QDateTime day(now.date(), QTime(0, 0), berlin());
-    const QStringList lines = {QStringLiteral("Lunch with Sam tomorrow at 1pm"), QStringLiteral("Meeting 3-5pm next friday"),
-                               QStringLiteral("Write report"), QStringLiteral("Call 5/12 3pm")};
-    std::vector<qint64> samples;
-    QElapsedTimer timer;
-    for (int round = 0; round < 400; ++round) {
-        for (const QString &line : lines) {
-            timer.start();
-            const QuickEvent e = QuickEvent::parse(line, day, now, berlin());
-            samples.push_back(timer.nsecsElapsed());
-            QVERIFY(!e.title.isEmpty());
-        }
-    }
-    std::sort(samples.begin(), samples.end());
-    qInfo("QuickEvent::parse median %.1f us, 90th percentile %.1f us over %zu parses", samples[samples.size() / 2] / 1000.0,
-          samples[samples.size() * 9 / 10] / 1000.0, samples.size());
 }
 
 QTEST_GUILESS_MAIN(tst_QuickEvent)

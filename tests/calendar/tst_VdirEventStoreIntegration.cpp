@@ -78,6 +78,8 @@ private Q_SLOTS:
     void seesChangesMadeByOtherPrograms();
     void readOnlyFolderFailsAndLosesNothing();
     void refreshOverFiveThousandEvents();
+    void longRunningRulesExpandOnlyTheRange();
+    void anOversizedFileIsNotRead();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -334,6 +336,64 @@ void tst_VdirEventStoreIntegration::refreshOverFiveThousandEvents()
     std::sort(samples.begin(), samples.end());
     qInfo("5000 events: opened in %lld ms, read in the background by %lld ms, agenda refresh median %.2f ms", openMs, loadMs,
           samples[samples.size() / 2] / 1e6);
+}
+
+void tst_VdirEventStoreIntegration::longRunningRulesExpandOnlyTheRange()
+{
+    // A daily rule running for ten years and an hourly one for twelve (more
+    // occurrences before today than the expansion cap).
+    const QString folder = m_dir->filePath(QStringLiteral("long/Calendars/habits"));
+    QVERIFY(QDir().mkpath(folder));
+    const auto write = [&](const char *uid, const char *start, const char *rule) {
+        QFile f(QStringLiteral("%1/%2.ics").arg(folder, QLatin1String(uid)));
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write(QStringLiteral("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//test//EN\r\nBEGIN:VEVENT\r\nUID:%1\r\n"
+                               "DTSTAMP:20140101T000000Z\r\nDTSTART;TZID=Europe/Berlin:%2\r\nDURATION:PT30M\r\n"
+                               "RRULE:%3\r\nSUMMARY:%1\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
+                    .arg(QLatin1String(uid), QLatin1String(start), QLatin1String(rule))
+                    .toUtf8());
+    };
+    write("daily", "20161123T073000", "FREQ=DAILY");
+    write("hourly", "20141123T000500", "FREQ=HOURLY");
+    ManualClock clock(at(11, 23, 9));
+    VdirEventStore store(clock, m_dir->filePath(QStringLiteral("long/Calendars")), {}, berlin());
+
+    QElapsedTimer timer;
+    timer.start();
+    const auto day = store.events(at(11, 23, 0), at(11, 24, 0));
+    const qint64 micros = timer.nsecsElapsed() / 1000;
+    qInfo("one day of a ten-year daily and a twelve-year hourly rule: %lld us", micros);
+    QStringList starts;
+    for (const auto &e : day)
+        starts.append(e.title + e.start.toTimeZone(berlin()).toString(QStringLiteral(" HH:mm")));
+    std::sort(starts.begin(), starts.end());
+    QCOMPARE(starts.size(), 25);
+    QCOMPARE(starts.first(), QStringLiteral("daily 07:30"));
+    QCOMPARE(starts.at(1), QStringLiteral("hourly 00:05"));
+    QCOMPARE(starts.last(), QStringLiteral("hourly 23:05"));
+    // Walking twelve years of hours took hundreds of milliseconds; the
+    // range alone takes well under one.
+    QVERIFY2(micros < 50'000, qPrintable(QString::number(micros)));
+}
+
+void tst_VdirEventStoreIntegration::anOversizedFileIsNotRead()
+{
+    const QString folder = m_dir->filePath(QStringLiteral("sizes/Calendars/mixed"));
+    QVERIFY(QDir().mkpath(folder));
+    const auto write = [&](const QString &uid, const QByteArray &notes) {
+        QFile f(QStringLiteral("%1/%2.ics").arg(folder, uid));
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//test//EN\r\nBEGIN:VEVENT\r\nUID:" + uid.toUtf8()
+                + "\r\nDTSTAMP:20260101T000000Z\r\nDTSTART:20261123T100000Z\r\nDURATION:PT1H\r\nSUMMARY:" + uid.toUtf8()
+                + "\r\nDESCRIPTION:" + notes + "\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n");
+    };
+    write(QStringLiteral("small"), "notes");
+    write(QStringLiteral("huge"), QByteArray(5 * 1024 * 1024, 'x'));
+    ManualClock clock(at(11, 23, 9));
+    VdirEventStore store(clock, m_dir->filePath(QStringLiteral("sizes/Calendars")), {}, berlin());
+    const auto events = store.events(at(11, 23, 0), at(11, 24, 0));
+    QCOMPARE(events.size(), 1);
+    QCOMPARE(events.first().title, QStringLiteral("small"));
 }
 
 QTEST_GUILESS_MAIN(tst_VdirEventStoreIntegration)

@@ -12,6 +12,9 @@
 #include <QTest>
 #include <QThread>
 
+#include <atomic>
+#include <thread>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <utime.h>
@@ -159,6 +162,36 @@ private Q_SLOTS:
         for (const QUrl &url : listing.urls)
             items.append(TrayItem{url});
         QCOMPARE(names(items), m_expectedDownloads);
+    }
+
+    void filesVanishingDuringTheListingAreSkipped()
+    {
+        // A browser renames and deletes files in Downloads all the time; a
+        // file gone between reading the folder and looking at the file is
+        // left out, and never makes the whole folder "denied".
+        const QString folder = m_home.filePath(QStringLiteral("busy"));
+        QStringList names;
+        for (int i = 0; i < 4000; ++i) {
+            names.append(QStringLiteral("file-%1").arg(i));
+            QVERIFY(writeFile(QDir(folder).filePath(names.last()), "x"));
+        }
+        std::atomic<bool> done = false;
+        std::thread remover([&] {
+            for (const QString &name : std::as_const(names))
+                QFile::remove(QDir(folder).filePath(name));
+            done = true;
+        });
+        int listings = 0;
+        while (!done || listings == 0) {
+            const auto listing = FileFeeds::newestDownloads(folder, FileFeeds::kDownloadsLimit);
+            ++listings;
+            if (!listing.ok()) {
+                remover.join();
+                QFAIL(qPrintable(listing.problem));
+            }
+        }
+        remover.join();
+        QVERIFY(FileFeeds::newestDownloads(folder, FileFeeds::kDownloadsLimit).urls.isEmpty());
     }
 
     void unreadableFolderIsDenied_data()

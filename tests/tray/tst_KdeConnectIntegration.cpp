@@ -1,5 +1,5 @@
 #include "TrayTestFiles.h"
-#include "core/ManualClock.h"
+#include "core/SystemClock.h"
 #include "support/PrivateBus.h"
 #include "tray/NearbyShare.h"
 
@@ -20,7 +20,8 @@ class tst_KdeConnectIntegration : public QObject
 
 private:
     QTemporaryDir m_dir;
-    ManualClock m_clock;
+    // Real time: files follow each other at the pace the daemons set.
+    SystemClock m_clock;
     QProcess m_pair;
     QJsonObject m_info;
     QList<QUrl> m_files;

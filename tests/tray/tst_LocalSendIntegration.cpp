@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <memory>
+
 // Sends files to a real LocalSend receiver started by the test: found by
 // multicast, uploaded over HTTPS with its self-signed certificate.
 class tst_LocalSendIntegration : public QObject
@@ -124,6 +126,27 @@ private Q_SLOTS:
         QCOMPARE(share.phase(), NearbyShare::Phase::Idle);
     }
 
+    void devicesThatStopAnsweringLeave()
+    {
+        auto receiver = std::make_unique<Receiver>();
+        start(*receiver, QStringLiteral("accept"));
+        NearbyShare share(m_clock, config(receiver->port), QDBusConnection(QString()));
+        share.startLooking();
+        QVERIFY(QTest::qWaitFor([&] { return share.canPerform(); }, 10000));
+        QVERIFY(share.isListening());
+        m_clock.advance(NearbyShare::kAnswerWindow);
+        // Found, and nothing listens until the next look.
+        QVERIFY(share.canPerform());
+        QVERIFY(!share.isListening());
+
+        receiver.reset();
+        share.startLooking();
+        QVERIFY(share.isListening());
+        m_clock.advance(NearbyShare::kAnswerWindow);
+        QVERIFY(!share.canPerform());
+        QCOMPARE(share.deviceHint(), QStringLiteral("Looking for devices…"));
+    }
+
     void failuresAreClearAndLoseNothing_data()
     {
         QTest::addColumn<QString>("mode");
@@ -131,6 +154,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("because");
         QTest::newRow("the device declines") << "reject" << false << "Test Phone declined the files.";
         QTest::newRow("the device vanishes mid-transfer") << "vanish" << false << "Test Phone stopped answering.";
+        QTest::newRow("an endless answer")
+            << "flood" << false << "Test Phone answered with more than a LocalSend receiver says.";
         QTest::newRow("a certificate other than the announced one")
             << "accept" << true << "Test Phone isn't the device it claimed to be (its certificate doesn't match).";
     }

@@ -58,26 +58,47 @@ private Q_SLOTS:
         QCOMPARE(list.rowCount(), int(after.size()));
     }
 
-    void symbolsFollowTheAnnouncedType_data()
+    void aVerifiedDeviceIsNeverDowngradedOrMoved_data()
     {
-        QTest::addColumn<QString>("type");
-        QTest::addColumn<QString>("symbol");
-        QTest::newRow("LocalSend phone") << "mobile" << "smartphone";
-        QTest::newRow("KDE Connect phone") << "smartphone" << "smartphone";
-        QTest::newRow("KDE Connect tablet") << "tablet" << "tablet";
-        QTest::newRow("KDE Connect laptop") << "laptop" << "laptop";
-        QTest::newRow("KDE Connect television") << "tv" << "tv";
-        QTest::newRow("LocalSend server") << "server" << "computer";
-        QTest::newRow("desktop") << "desktop" << "computer";
-        QTest::newRow("nothing said") << "" << "devices_other";
-        QTest::newRow("something new") << "watch" << "devices_other";
+        // Announcements of one fingerprint, in order; the list keeps one
+        // device: its address, its protocol, and how the list names it.
+        QTest::addColumn<QStringList>("announced"); // "address:port https|http"
+        QTest::addColumn<QString>("kept");
+        QTest::addColumn<QString>("kind");
+        QTest::newRow("a stranger claims it over http") << QStringList{"10.0.0.2:53317 https", "10.0.0.66:53317 http"}
+                                                        << "10.0.0.2:53317 https" << "LocalSend";
+        QTest::newRow("same address, now http") << QStringList{"10.0.0.2:53317 https", "10.0.0.2:53317 http"}
+                                                << "10.0.0.2:53317 https" << "LocalSend";
+        QTest::newRow("another address over https") << QStringList{"10.0.0.2:53317 https", "10.0.0.66:53317 https"}
+                                                    << "10.0.0.2:53317 https" << "LocalSend";
+        QTest::newRow("another port") << QStringList{"10.0.0.2:53317 https", "10.0.0.2:8080 https"}
+                                      << "10.0.0.2:53317 https" << "LocalSend";
+        QTest::newRow("plain http is named so") << QStringList{"10.0.0.2:53317 http"} << "10.0.0.2:53317 http"
+                                                << "LocalSend, not encrypted";
+        QTest::newRow("http may become https") << QStringList{"10.0.0.2:53317 http", "10.0.0.3:53317 https"}
+                                               << "10.0.0.3:53317 https" << "LocalSend";
     }
 
-    void symbolsFollowTheAnnouncedType()
+    void aVerifiedDeviceIsNeverDowngradedOrMoved()
     {
-        QFETCH(QString, type);
-        QFETCH(QString, symbol);
-        QCOMPARE(NearbyDeviceList::symbolFor(device(NearbyDevice::Kind::KdeConnect, QStringLiteral("x"), type)), symbol);
+        QFETCH(QStringList, announced);
+        QFETCH(QString, kept);
+        QFETCH(QString, kind);
+        const auto parse = [](const QString &line) {
+            NearbyDevice d = device(NearbyDevice::Kind::LocalSend, QStringLiteral("ab12"));
+            const QStringList parts = line.split(QLatin1Char(' '));
+            d.address = QHostAddress(parts.at(0).section(QLatin1Char(':'), 0, 0));
+            d.port = quint16(parts.at(0).section(QLatin1Char(':'), 1).toUInt());
+            d.https = parts.at(1) == QLatin1String("https");
+            return d;
+        };
+        NearbyDeviceList list;
+        QAbstractItemModelTester tester(&list, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        for (const QString &line : announced)
+            list.upsert(parse(line));
+        QCOMPARE(list.count(), 1);
+        QCOMPARE(list.devices().first(), parse(kept));
+        QCOMPARE(list.data(list.index(0), NearbyDeviceList::KindRole).toString(), kind);
     }
 };
 

@@ -123,13 +123,6 @@ private Q_SLOTS:
         QCOMPARE(reads.count(), 1);
         QCOMPARE(f.page.title(), QStringLiteral("Recent"));
     }
-
-    void tileTexts()
-    {
-        QCOMPARE(TrayPage::removeAccessibleName(QStringLiteral("Report.pdf")), QStringLiteral("Remove Report.pdf from tray"));
-        QCOMPARE(TrayPage::dropTitle(false), QStringLiteral("Drop files on the notch"));
-        QCOMPARE(TrayPage::dropTitle(true), QStringLiteral("Drop to keep it here"));
-    }
 };
 
 QTEST_GUILESS_MAIN(tst_TrayPage)

@@ -167,7 +167,7 @@ Item {
                         width: parent.width
                         text: drawer.error.length > 0 ? drawer.error
                               : drawer.text.length > 0 ? drawer.readBack
-                              : "Try \u201c" + drawer.example + "\u201d"
+                              : drawer.exampleHint
                         color: drawer.error.length > 0 ? NookStyle.destructive
                                : drawer.text.length > 0 ? NookStyle.primaryText : NookStyle.secondaryText
                         font.pixelSize: NookStyle.bodySize
@@ -179,7 +179,7 @@ Item {
                     }
                     Text {
                         visible: drawer.text.length > 0 && drawer.error.length === 0
-                        text: "Return to add"
+                        text: drawer.returnHint
                         color: NookStyle.tertiaryText
                         font.pixelSize: NookStyle.smallSize
                     }

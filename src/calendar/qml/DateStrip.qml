@@ -50,7 +50,7 @@ Item {
         target: strip.drawer.agenda
         function onSelectedDayChanged() {
             const day = strip.drawer.agenda.selectedDay
-            const days = Math.round((day - strip.shownDay) / 86400000)
+            const days = strip.drawer.daysBetween(strip.shownDay, day)
             strip.shownDay = day
             strip.accum += days * strip.pitch
         }

@@ -74,7 +74,7 @@ Item {
         Behavior on color { ColorAnimation { duration: NookStyle.hoverFadeMs } }
 
         Accessible.role: Accessible.Button
-        Accessible.name: "Join " + rowItem.row.title
+        Accessible.name: rowItem.row.joinName
         Accessible.onPressAction: rowItem.joinRequested(rowItem.row.joinURL)
 
         Row {
@@ -91,7 +91,7 @@ Item {
             Text {
                 id: joinLabel
                 anchors.verticalCenter: parent.verticalCenter
-                text: "Join"
+                text: rowItem.row.joinLabel
                 font.pixelSize: NookStyle.captionSize
                 font.weight: Font.DemiBold
                 color: "white"

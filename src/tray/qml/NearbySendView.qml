@@ -40,7 +40,7 @@ Rectangle {
             anchors.verticalCenter: parent.verticalCenter
             diameter: 24
             symbol: "close"
-            text: view.phase === NearbyShare.Sending ? "Stop sending" : "Close"
+            text: NearbyShare.dismissText
             help: text
             onClicked: NearbyShare.dismiss()
         }

@@ -54,7 +54,7 @@ Item {
             rightPadding: 8
             hoverEnabled: true
             focusPolicy: Qt.TabFocus
-            text: "Clear"
+            text: page.clearText
             Accessible.role: Accessible.Button
             Accessible.name: text
             Accessible.description: page.clearHelp()

@@ -71,7 +71,15 @@ class Pair:
             if value:
                 return value
             time.sleep(0.1)
-        fail("timed out waiting for " + what)
+        # The daemons' own last words say why, when a run on another machine fails.
+        logs = []
+        for side in "ab":
+            try:
+                with open(os.path.join(self.workdir, side, "kdeconnectd.log"), errors="replace") as f:
+                    logs.append("%s: %s" % (side, " | ".join(f.read().splitlines()[-12:])))
+            except OSError:
+                pass
+        fail("timed out waiting for " + what + ("; " + "; ".join(logs) if logs else ""))
 
     def network(self):
         a, b = self.netns["a"], self.netns["b"]
@@ -133,9 +141,25 @@ class Pair:
     def pair(self):
         id_b = self.wait(lambda: self.devices("a", True, False), "a to see b")[0]
         id_a = self.wait(lambda: self.devices("b", True, False), "b to see a")[0]
-        self.device_call("a", id_b, "requestPair")
-        self.wait(lambda: "true" in (self.device_call("b", id_a, "hasPairingRequests") or ""), "b's pairing request")
-        self.device_call("b", id_a, "acceptPairing")
+        # A request sent while the two daemons are still settling their link
+        # can be lost, and the asking side then ignores new requests until its
+        # own 30 s pairing time-out; so when none has arrived after a while,
+        # the other side asks instead. Whichever side is asked accepts.
+        peers = {"a": id_b, "b": id_a}
+        asked = {"since": 0.0, "by": "b"}
+
+        def accepted():
+            for side in ("b", "a"):
+                if "true" in (self.device_call(side, peers[side], "hasPairingRequests") or ""):
+                    self.device_call(side, peers[side], "acceptPairing")
+                    return True
+            if time.monotonic() - asked["since"] > 4:
+                asked["by"] = "a" if asked["by"] == "b" else "b"
+                self.device_call(asked["by"], peers[asked["by"]], "requestPair")
+                asked["since"] = time.monotonic()
+            return False
+
+        self.wait(accepted, "a pairing request", timeout=40)
         self.wait(lambda: id_b in self.devices("a", True, True), "the pairing")
         self.wait(lambda: "true" in (self.device_call("a", id_b, "hasPlugin", "string:kdeconnect_share") or ""),
                   "the share plugin")

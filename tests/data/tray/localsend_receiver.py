@@ -54,6 +54,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
             request = json.loads(self.rfile.read(length))
             if mode == "reject":
                 return self.reply(403)
+            if mode == "flood":
+                return self.reply(200, {"sessionId": "s1", "padding": "x" * (8 << 20)})
             files = request["files"]
             sessions["s1"] = {fid: ("tok-" + fid, meta) for fid, meta in files.items()}
             return self.reply(200, {"sessionId": "s1", "files": {fid: "tok-" + fid for fid in files}})
