@@ -8,6 +8,7 @@
 #include "support/PrivateBus.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QDir>
@@ -274,6 +275,45 @@ private Q_SLOTS:
         // Stopping leaves no helper behind.
         service.stop();
         QTRY_VERIFY(helperChildren(m_helper).isEmpty());
+    }
+
+    // A video player opened next to paused music stays out of the way: the
+    // page keeps the music, and Play goes to it.
+    void aNewIdlePlayerDoesNotTakeOverPausedMusic()
+    {
+        if (m_mpv.state() != QProcess::Running)
+            startPlayer();
+        callPlayer(QStringLiteral("Pause"));
+        QTRY_COMPARE(playerProperty(QStringLiteral("PlaybackStatus")).toString(), QStringLiteral("Paused"));
+        NowPlayingService service(Clock::system(), NowPlayingAdapter::create(m_helper));
+        service.start();
+        QTRY_VERIFY_WITH_TIMEOUT(service.hasTrack() && !service.isPlaying(), 10000);
+        const QString title = service.title();
+
+        QProcess idle;
+        idle.setProgram(QStringLiteral("mpv"));
+        idle.setArguments({QStringLiteral("--no-config"), QStringLiteral("--ao=null"), QStringLiteral("--vo=null"),
+                           QStringLiteral("--no-terminal"), QStringLiteral("--idle=yes"),
+                           QStringLiteral("--script=") + kMprisPlugin});
+        idle.start();
+        QVERIFY(idle.waitForStarted());
+        auto idleOnBus = [&] {
+            const QStringList names = m_dbus->interface()->registeredServiceNames().value();
+            return std::count_if(names.begin(), names.end(), [](const QString &n) { return n.startsWith(kPlayer); }) == 2;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(idleOnBus(), 10000);
+        // Long enough for the helper to read the newcomer and write a line.
+        QTest::qWait(1000);
+        QCOMPARE(service.title(), title);
+        QVERIFY(service.placeholderText().isEmpty());
+
+        service.sendCommand(NowPlayingTrack::MediaCommand::Play);
+        QTRY_COMPARE(playerProperty(QStringLiteral("PlaybackStatus")).toString(), QStringLiteral("Playing"));
+        QTRY_VERIFY(service.isPlaying());
+        QCOMPARE(service.title(), title);
+        service.stop();
+        idle.kill();
+        idle.waitForFinished();
     }
 
     void aHelperThatKeepsDyingMakesNowPlayingUnavailable()
