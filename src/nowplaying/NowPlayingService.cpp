@@ -98,8 +98,16 @@ void NowPlayingService::runStream()
     std::weak_ptr<bool> alive = m_alive;
     m_adapter->startStream(
         [this, alive](const std::optional<NowPlayingTrack> &track) {
-            if (alive.lock())
-                apply(track, m_clock.now());
+            if (!alive.lock())
+                return;
+            // A line from the helper proves that it reaches the players, so
+            // after a restart what it reports shows at once instead of the
+            // "can't reach" message lingering for the five healthy seconds.
+            // The quick-failure count still waits for those seconds: a
+            // helper that dies right after its first line stays counted.
+            if (m_status == Status::Unavailable)
+                setStatus(Status::Running);
+            apply(track, m_clock.now());
         },
         [this, alive](std::optional<int>) {
             if (alive.lock())

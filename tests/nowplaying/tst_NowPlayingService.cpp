@@ -122,6 +122,12 @@ private Q_SLOTS:
         }
         QCOMPARE(f.service.placeholderText(), QStringLiteral("Tarnwick can't reach your media players."));
 
+        // The restarted helper's first line shows at once; the count waits.
+        f.adapter->emitTrack(song(QStringLiteral("A"), true, 0, f.clock.now()));
+        QCOMPARE(f.service.status(), NowPlayingService::Status::Running);
+        QVERIFY(f.service.placeholderText().isEmpty());
+        QCOMPARE(f.service.quickFailures(), 3);
+
         // A run that holds for five seconds heals the count and the status.
         f.clock.advance(5);
         QCOMPARE(f.service.quickFailures(), 0);
