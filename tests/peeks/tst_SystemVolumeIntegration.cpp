@@ -95,9 +95,11 @@ private Q_SLOTS:
         m_tcpPort = probe.serverPort();
         probe.close();
         m_daemon = std::make_unique<PulseDaemon>(sinkScript
-            + QStringList {
-                QStringLiteral("load-module module-native-protocol-tcp auth-anonymous=1 listen=127.0.0.1 port=%1")
-                    .arg(m_tcpPort)});
+                + QStringList {
+                    QStringLiteral("load-module module-native-protocol-tcp auth-anonymous=1 listen=127.0.0.1 port=%1")
+                        .arg(m_tcpPort)},
+            PulseDaemon::kindFromEnvironment());
+        qInfo("sound server: %s", qPrintable(PulseDaemon::nameOf(m_daemon->kind())));
         const QString error = m_daemon->start();
         QVERIFY2(error.isEmpty(), qPrintable(error));
         m_backend = std::make_unique<PulseAudioOutput>(m_clock, m_daemon->server());
