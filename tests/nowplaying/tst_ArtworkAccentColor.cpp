@@ -1,6 +1,7 @@
 #include "nowplaying/ArtworkAccentColor.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
@@ -239,6 +240,35 @@ private Q_SLOTS:
                                 .arg(file, picked->toColor().name())
                                 .arg(h)
                                 .arg(Lab::fromRgb(*picked).chroma())));
+    }
+
+    // The same pixel numbers mean other colours under another profile: a
+    // cover that carries one is read as it looks, i.e. converted to sRGB.
+    void readsCoversInTheirOwnColourProfile_data()
+    {
+        QTest::addColumn<int>("space");
+        QTest::addColumn<QByteArray>("format");
+        QTest::newRow("Display P3 PNG") << int(QColorSpace::DisplayP3) << QByteArray("PNG");
+        QTest::newRow("Display P3 JPEG") << int(QColorSpace::DisplayP3) << QByteArray("JPEG");
+        QTest::newRow("Adobe RGB PNG") << int(QColorSpace::AdobeRgb) << QByteArray("PNG");
+    }
+    void readsCoversInTheirOwnColourProfile()
+    {
+        QFETCH(int, space);
+        QFETCH(QByteArray, format);
+        QImage cover(64, 64, QImage::Format_RGB32);
+        cover.fill(QColor(40, 200, 90));
+        const RGB plain = *rawColor(encode(cover, format.constData()));
+        cover.setColorSpace(QColorSpace(QColorSpace::NamedColorSpace(space)));
+        const QByteArray bytes = encode(cover, format.constData());
+        QCOMPARE(QImage::fromData(bytes).colorSpace(), cover.colorSpace()); // the profile is really embedded
+        const RGB profiled = *rawColor(bytes);
+        const RGB seen = rgb(cover.convertedToColorSpace(QColorSpace::SRgb).pixelColor(0, 0));
+        auto distance = [](const RGB &a, const RGB &b) {
+            return std::max({std::fabs(a.r - b.r), std::fabs(a.g - b.g), std::fabs(a.b - b.b)});
+        };
+        QVERIFY2(distance(profiled, seen) < 0.04, qPrintable(QString::number(distance(profiled, seen))));
+        QVERIFY2(distance(plain, seen) > 0.08, qPrintable(QString::number(distance(plain, seen))));
     }
 
     // Prints the time of a 1000×1000 cover; the budget (5 ms) is checked in

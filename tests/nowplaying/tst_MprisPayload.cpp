@@ -1,11 +1,16 @@
 #include "ArtworkFetcher.h"
 #include "MprisPayload.h"
 
+#include <QDir>
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTemporaryDir>
 #include <QTest>
+
+#include <sys/stat.h>
 
 class tst_MprisPayload : public QObject
 {
@@ -98,6 +103,50 @@ private Q_SLOTS:
         QFETCH(QString, url);
         QFETCH(QByteArray, bytes);
         QCOMPARE(ArtworkFetcher::decodeDataUrl(url), bytes);
+    }
+
+    // Covers named by file:// URLs: only regular files within the cap, and
+    // nothing that could block the helper or fill its memory.
+    void readsOnlyRegularFilesWithinTheCap_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<bool>("taken");
+        QTest::newRow("small file") << "small" << true;
+        QTest::newRow("file at the cap") << "cap" << true;
+        QTest::newRow("file over the cap") << "over" << false;
+        QTest::newRow("FIFO") << "fifo" << false;
+        QTest::newRow("endless device") << "/dev/zero" << false;
+        QTest::newRow("folder") << "dir" << false;
+        QTest::newRow("missing") << "missing" << false;
+    }
+    void readsOnlyRegularFilesWithinTheCap()
+    {
+        QFETCH(QString, kind);
+        QFETCH(bool, taken);
+        QTemporaryDir dir;
+        QString path = dir.filePath(kind);
+        QByteArray body;
+        if (kind == QLatin1String("small") || kind == QLatin1String("cap") || kind == QLatin1String("over")) {
+            body = QByteArray(kind == QLatin1String("small") ? 5000 : ArtworkFetcher::kMaxBytes + (kind == QLatin1String("over")), 'c');
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(body);
+        } else if (kind == QLatin1String("fifo")) {
+            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        } else if (kind == QLatin1String("dir")) {
+            QVERIFY(QDir(dir.path()).mkdir(kind));
+        } else if (kind.startsWith(QLatin1Char('/'))) {
+            path = kind;
+        }
+        ArtworkFetcher fetcher;
+        std::optional<QByteArray> result;
+        QElapsedTimer timer;
+        timer.start();
+        fetcher.fetch(QUrl::fromLocalFile(path), [&](const QByteArray &bytes) { result = bytes; });
+        QVERIFY(result.has_value()); // at once, never waiting for a writer
+        QVERIFY(timer.elapsed() < 2000);
+        QCOMPARE(*result == body && !body.isEmpty(), taken);
+        QCOMPARE(result->isEmpty(), !taken);
     }
 
     // A local web server hands out covers of the given sizes; the fetcher

@@ -8,7 +8,7 @@ Item {
     id: level
     readonly property var service: NowPlayingService
     readonly property bool moving: service.isPlaying && visible
-    readonly property color tint: service.albumColor.valid ? service.albumColor : "white"
+    readonly property color tint: service.highlightColor
 
     implicitWidth: 20
     implicitHeight: 16
