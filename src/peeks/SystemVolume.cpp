@@ -120,8 +120,9 @@ QString SystemVolume::readout() const
 
 QString SystemVolume::readoutSymbol() const
 {
+    // A speaker without waves: not the struck-out one that means muted.
     if (!isAvailable())
-        return QStringLiteral("no_sound");
+        return QStringLiteral("volume_mute");
     if (m_isMuted)
         return QStringLiteral("volume_off");
     // Before the first read there is no output to draw; the plain speaker

@@ -187,7 +187,7 @@ private Q_SLOTS:
         display.portType = VolumeBackend::PortType::Hdmi;
         display.hasVolume = false;
         const QString unreachable = SystemVolume::unreachableText();
-        QTest::newRow("no sound server") << false << QList<Sink> {} << QStringList {"–", "no_sound", unreachable};
+        QTest::newRow("no sound server") << false << QList<Sink> {} << QStringList {"–", "volume_mute", unreachable};
         QTest::newRow("server without an output") << true << QList<Sink> {} << QStringList {"0", "volume_up", "Volume: 0%"};
         QTest::newRow("speakers") << true << QList<Sink> {speakers} << QStringList {"50", "volume_up", "Speakers: 50%"};
         QTest::newRow("muted") << true << QList<Sink> {muted} << QStringList {"Muted", "volume_off", "Speakers: muted"};
