@@ -2,7 +2,6 @@
 
 #include <QBuffer>
 #include <QColorSpace>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
 #include <QPainter>
@@ -269,36 +268,6 @@ private Q_SLOTS:
         };
         QVERIFY2(distance(profiled, seen) < 0.04, qPrintable(QString::number(distance(profiled, seen))));
         QVERIFY2(distance(plain, seen) > 0.08, qPrintable(QString::number(distance(plain, seen))));
-    }
-
-    // Prints the time of a 1000×1000 cover; the budget (5 ms) is checked in
-    // reports, not asserted, because the test machines are shared and noisy.
-    void timesALargeCover()
-    {
-        QImage cover(1000, 1000, QImage::Format_RGB32);
-        QPainter painter(&cover);
-        QLinearGradient gradient(0, 0, 1000, 1000);
-        gradient.setColorAt(0, QColor(20, 30, 90));
-        gradient.setColorAt(0.6, QColor(200, 60, 40));
-        gradient.setColorAt(1, QColor(240, 220, 200));
-        painter.fillRect(cover.rect(), gradient);
-        painter.end();
-        const QByteArray jpeg = encode(cover, "JPEG");
-        QList<double> decodeAndPick;
-        QList<double> pickOnly;
-        for (int i = 0; i < 15; ++i) {
-            QElapsedTimer timer;
-            timer.start();
-            QVERIFY(rawColor(jpeg));
-            decodeAndPick.append(double(timer.nsecsElapsed()) / 1e6);
-            timer.restart();
-            QVERIFY(rawColor(cover));
-            pickOnly.append(double(timer.nsecsElapsed()) / 1e6);
-        }
-        std::sort(decodeAndPick.begin(), decodeAndPick.end());
-        std::sort(pickOnly.begin(), pickOnly.end());
-        qInfo("rawColor of a 1000x1000 cover: median %.2f ms from JPEG bytes, %.2f ms from a decoded image",
-              decodeAndPick[decodeAndPick.size() / 2], pickOnly[pickOnly.size() / 2]);
     }
 };
 

@@ -86,21 +86,6 @@ qint64 cpuTicks(qint64 pid)
 
 } // namespace
 
-// Notes when the player announces a new track on the bus.
-class MetadataWatch : public QObject
-{
-    Q_OBJECT
-public:
-    QElapsedTimer clock;
-    double announcedAt = -1;
-public Q_SLOTS:
-    void propertiesChanged(const QString &, const QVariantMap &changed, const QStringList &)
-    {
-        if (announcedAt < 0 && changed.contains(QStringLiteral("Metadata")))
-            announcedAt = double(clock.nsecsElapsed()) / 1e6;
-    }
-};
-
 class tst_NowPlayingIntegration : public QObject
 {
     Q_OBJECT
@@ -210,39 +195,6 @@ private Q_SLOTS:
         service.nextTrack();
         QTRY_COMPARE(service.title(), QStringLiteral("Second Wind"));
         QCOMPARE(playerProperty(QStringLiteral("Metadata")).isValid(), true);
-
-        // How long a track change announced by the player takes to reach
-        // the service (the player's own loading time left out).
-        MetadataWatch watch;
-        QVERIFY(m_dbus->connect(kPlayer, QStringLiteral("/org/mpris/MediaPlayer2"),
-                                QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("PropertiesChanged"),
-                                &watch, SLOT(propertiesChanged(QString, QVariantMap, QStringList))));
-        QList<double> latencies;
-        QList<double> endToEnd;
-        for (int i = 0; i < 50; ++i) {
-            const QString want = service.title() == QLatin1String("First Light") ? QStringLiteral("Second Wind")
-                                                                                 : QStringLiteral("First Light");
-            QElapsedTimer timer;
-            double arrived = -1;
-            const auto connection = connect(&service, &NowPlayingService::trackChanged, this, [&] {
-                if (arrived < 0 && service.title() == want)
-                    arrived = double(timer.nsecsElapsed()) / 1e6;
-            });
-            timer.start();
-            watch.clock = timer;
-            watch.announcedAt = -1;
-            callPlayer(want == QLatin1String("Second Wind") ? QStringLiteral("Next") : QStringLiteral("Previous"));
-            QTRY_VERIFY_WITH_TIMEOUT(arrived >= 0, 5000);
-            disconnect(connection);
-            QVERIFY(watch.announcedAt >= 0);
-            latencies.append(arrived - watch.announcedAt);
-            endToEnd.append(arrived);
-        }
-        std::sort(latencies.begin(), latencies.end());
-        std::sort(endToEnd.begin(), endToEnd.end());
-        qInfo("MPRIS track change to the service: median %.1f ms, slowest %.1f ms over %d changes; "
-              "from the Next/Previous call: median %.1f ms",
-              latencies[latencies.size() / 2], latencies.last(), int(latencies.size()), endToEnd[endToEnd.size() / 2]);
 
         // The helper is restarted two seconds after it dies.
         const QList<qint64> before = helperChildren(m_helper);
