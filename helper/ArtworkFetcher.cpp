@@ -5,6 +5,11 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 ArtworkFetcher::ArtworkFetcher(QObject *parent)
     : QObject(parent)
 {
@@ -31,16 +36,44 @@ QByteArray ArtworkFetcher::decodeDataUrl(const QString &url)
     return bytes.size() > kMaxBytes ? QByteArray() : bytes;
 }
 
+QByteArray ArtworkFetcher::readLocalFile(const QString &path)
+{
+    // Opened without blocking and checked on the open descriptor: a player
+    // may name a FIFO (opening it would wait for a writer forever) or a
+    // device such as /dev/zero (reading it would never end), and the name
+    // may be swapped for one of those between a check and the open.
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return {};
+    QByteArray bytes;
+    struct stat info {};
+    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size <= kMaxBytes) {
+        // At most one byte past the cap: a file that grew since fstat is
+        // still refused without reading all of it.
+        bytes.resize(qsizetype(kMaxBytes) + 1);
+        qsizetype filled = 0;
+        while (filled < bytes.size()) {
+            const ssize_t n = ::read(fd, bytes.data() + filled, size_t(bytes.size() - filled));
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                break;
+            filled += n;
+        }
+        bytes.truncate(filled);
+        if (filled > kMaxBytes)
+            bytes.clear();
+        bytes.squeeze();
+    }
+    ::close(fd);
+    return bytes;
+}
+
 void ArtworkFetcher::fetch(const QUrl &url, std::function<void(const QByteArray &)> done)
 {
     const QString scheme = url.scheme().toLower();
     if (scheme == QLatin1String("file")) {
-        QFile file(url.toLocalFile());
-        if (!file.open(QIODevice::ReadOnly) || file.size() > kMaxBytes) {
-            done({});
-            return;
-        }
-        done(file.readAll());
+        done(readLocalFile(url.toLocalFile()));
         return;
     }
     if (scheme == QLatin1String("data")) {

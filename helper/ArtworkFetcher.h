@@ -23,6 +23,10 @@ public:
     // Local and data: URLs answer at once; downloads answer later.
     void fetch(const QUrl &url, std::function<void(const QByteArray &)> done);
 
+    // The bytes of a regular file within the cap, or empty; never blocks on
+    // FIFOs or reads from devices.
+    static QByteArray readLocalFile(const QString &path);
+
     // The bytes of a data: URL (base64 or percent-encoded), or empty.
     static QByteArray decodeDataUrl(const QString &url);
 

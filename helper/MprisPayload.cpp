@@ -5,6 +5,7 @@
 #include <QRegularExpression>
 #include <QStringList>
 #include <cmath>
+#include <tuple>
 
 namespace MprisPayload {
 
@@ -121,21 +122,19 @@ QVariantMap diff(const QVariantMap &before, const QVariantMap &now)
 
 int choose(const QList<PlayerSnapshot> &players)
 {
+    // Playing beats everything. Among the others, a player with a track
+    // beats an empty one: a browser or video player that was just opened
+    // must not push aside the music the user paused. Only then does the
+    // latest status change decide.
+    auto rank = [](const PlayerSnapshot &p) {
+        const bool playing = p.playbackStatus == QLatin1String("Playing");
+        const bool titled = !joinedStrings(p.metadata.value(QStringLiteral("xesam:title"))).isEmpty();
+        return std::tuple(playing, titled, p.statusChangeOrder);
+    };
     int best = -1;
-    for (int i = 0; i < players.size(); ++i) {
-        if (best < 0) {
+    for (int i = 0; i < players.size(); ++i)
+        if (best < 0 || rank(players[i]) > rank(players[best]))
             best = i;
-            continue;
-        }
-        const bool playing = players[i].playbackStatus == QLatin1String("Playing");
-        const bool bestPlaying = players[best].playbackStatus == QLatin1String("Playing");
-        if (playing != bestPlaying) {
-            if (playing)
-                best = i;
-        } else if (players[i].statusChangeOrder > players[best].statusChangeOrder) {
-            best = i;
-        }
-    }
     return best;
 }
 

@@ -22,7 +22,8 @@ struct PlayerSnapshot
     qint64 positionReadAtEpochMicros = 0;
     // Cover bytes for metadata's current mpris:artUrl, once fetched.
     QByteArray artwork;
-    // Raised each time PlaybackStatus changes, to find the latest mover.
+    // Raised each time PlaybackStatus changes, to find the latest mover; the
+    // first status a player reports is not a change and leaves it at 0.
     quint64 statusChangeOrder = 0;
 };
 
@@ -42,8 +43,8 @@ QString trackKey(const QVariantMap &metadata);
 // went away. Empty when nothing changed.
 QVariantMap diff(const QVariantMap &before, const QVariantMap &now);
 
-// The player to show: a playing one before the others, and among equals the
-// one whose status changed last. -1 for an empty list.
+// The player to show: a playing one first, then one that has a track, and
+// among equals the one whose status changed last. -1 for an empty list.
 int choose(const QList<PlayerSnapshot> &players);
 
 // One JSON line, without the line break.

@@ -135,8 +135,11 @@ void MprisPlayer::apply(const QString &interface, const QVariantMap &properties)
         } else if (key == QLatin1String("PlaybackStatus")) {
             const QString status = value.toString();
             if (status != m_snapshot.playbackStatus) {
+                // Finding a player is not a change of its status: a player
+                // opened just now has done nothing the user asked for yet.
+                if (!m_snapshot.playbackStatus.isEmpty())
+                    m_snapshot.statusChangeOrder = nextChangeOrder();
                 m_snapshot.playbackStatus = status;
-                m_snapshot.statusChangeOrder = nextChangeOrder();
                 m_needsPositionRead = true;
             }
         } else if (key == QLatin1String("Rate")) {

@@ -66,6 +66,7 @@ class StillSoundServer final : public VolumeBackend
 {
 public:
     void start() override { Q_EMIT changed(); }
+    bool isConnected() const override { return true; }
     std::optional<Sink> defaultSink() const override
     {
         Sink sink;

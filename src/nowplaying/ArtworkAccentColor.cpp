@@ -1,6 +1,7 @@
 #include "nowplaying/ArtworkAccentColor.h"
 
 #include <QBuffer>
+#include <QColorSpace>
 #include <QImageReader>
 
 #include <algorithm>
@@ -121,7 +122,7 @@ std::vector<int> histogram(const QImage &image)
     QImage thumb = image;
     if (std::max(image.width(), image.height()) > kThumbnailSide)
         thumb = image.scaled(kThumbnailSide, kThumbnailSide, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-    thumb = thumb.convertToFormat(QImage::Format_RGBA8888);
+    thumb = inSrgb(std::move(thumb)).convertToFormat(QImage::Format_RGBA8888);
     for (int y = 0; y < thumb.height(); ++y) {
         const uchar *row = thumb.constScanLine(y);
         for (int x = 0; x < thumb.width(); ++x) {
@@ -250,19 +251,40 @@ std::optional<RGB> rawColor(const QImage &image)
     return kNeutralGrey;
 }
 
-std::optional<RGB> rawColor(const QByteArray &imageBytes)
+QImage inSrgb(QImage image)
+{
+    // Covers from cameras and design tools carry their own profile (Display
+    // P3, Adobe RGB); the same numbers mean more saturated colours there, so
+    // they are converted before anything reads them as sRGB.
+    const QColorSpace space = image.colorSpace();
+    if (space.isValid() && space != QColorSpace(QColorSpace::SRgb))
+        image.convertToColorSpace(QColorSpace::SRgb);
+    return image;
+}
+
+QImage decode(const QByteArray &imageBytes, int longestSide)
 {
     QBuffer buffer;
     buffer.setData(imageBytes);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
-    // Decoding straight to the thumbnail's size lets JPEG skip most of the
-    // work; the whole picture is still what gets scaled.
+    reader.setAutoTransform(true);
+    // Decoding straight to the size needed lets JPEG skip most of the work
+    // and never holds the full picture; the whole picture is still what gets
+    // scaled.
     const QSize size = reader.size();
-    if (size.isValid() && std::max(size.width(), size.height()) > kThumbnailSide)
-        reader.setScaledSize(size.scaled(kThumbnailSide, kThumbnailSide, Qt::KeepAspectRatio));
+    if (size.isValid() && std::max(size.width(), size.height()) > longestSide)
+        reader.setScaledSize(size.scaled(longestSide, longestSide, Qt::KeepAspectRatio));
     QImage image;
     if (!reader.read(&image))
+        return {};
+    return inSrgb(std::move(image));
+}
+
+std::optional<RGB> rawColor(const QByteArray &imageBytes)
+{
+    const QImage image = decode(imageBytes, kThumbnailSide);
+    if (image.isNull())
         return std::nullopt;
     return rawColor(image);
 }

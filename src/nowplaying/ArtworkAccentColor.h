@@ -44,6 +44,12 @@ constexpr int kMaximumSwatches = 16;
 // The colour of a cover that has no colourful region.
 inline constexpr RGB kNeutralGrey{83.0 / 255.0, 83.0 / 255.0, 83.0 / 255.0};
 
+// The image converted to sRGB when it carries another colour profile.
+QImage inSrgb(QImage image);
+// Encoded bytes decoded at most `longestSide` pixels on the longer side, in
+// sRGB; a null image when they do not decode.
+QImage decode(const QByteArray &imageBytes, int longestSide);
+
 // The accent of encoded image bytes; nothing when they do not decode.
 std::optional<RGB> rawColor(const QByteArray &imageBytes);
 std::optional<RGB> rawColor(const QImage &image);

@@ -38,9 +38,36 @@ void NowPlayingLineReader::handleLine(QByteArrayView line)
 
     // toVariantMap() turns JSON null into a null QVariant, which merge() reads
     // as "remove this key".
-    merge(payload.toObject().toVariantMap(), m_merged, isDiff);
-    if (m_onUpdate)
-        m_onUpdate(NowPlayingTrack::fromPayload(m_merged));
+    const QVariantMap changes = payload.toObject().toVariantMap();
+    merge(changes, m_merged, isDiff);
+    // The cover is decoded only from the line that brings it; every other
+    // line reuses it, so a cover of megabytes is not decoded again for each
+    // position or status change.
+    if (!isDiff || changes.contains(kArtworkKey))
+        decodeArtwork();
+    if (!m_onUpdate)
+        return;
+    QVariantMap rest = m_merged;
+    rest.remove(kArtworkKey);
+    std::optional<NowPlayingTrack> track = NowPlayingTrack::fromPayload(rest);
+    if (track && m_artwork)
+        track->setArtwork(m_artwork, m_artworkHash);
+    m_onUpdate(track);
+}
+
+void NowPlayingLineReader::decodeArtwork()
+{
+    m_artwork.reset();
+    m_artworkHash.clear();
+    // fromPayload() holds the rule for what counts as a cover.
+    const QVariantMap only{{kArtworkKey, m_merged.value(kArtworkKey)},
+                           {QStringLiteral("title"), QStringLiteral("cover")}};
+    if (!m_merged.contains(kArtworkKey))
+        return;
+    if (const auto track = NowPlayingTrack::fromPayload(only); track && track->artworkData) {
+        m_artwork = track->artworkData;
+        m_artworkHash = track->artworkHash;
+    }
 }
 
 void NowPlayingLineReader::feed(QByteArrayView bytes)

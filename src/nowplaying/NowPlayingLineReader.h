@@ -37,8 +37,13 @@ public:
     static void merge(const QVariantMap &payload, QVariantMap &merged, bool isDiff);
 
 private:
+    static inline const QString kArtworkKey = QStringLiteral("artworkData");
+    void decodeArtwork();
+
     Update m_onUpdate;
     QVariantMap m_merged;
+    std::optional<QByteArray> m_artwork;
+    QByteArray m_artworkHash;
     QByteArray m_pending;
     bool m_discarding = false;
     bool m_cancelled = false;

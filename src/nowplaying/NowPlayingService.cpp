@@ -3,7 +3,10 @@
 #include "core/Clock.h"
 #include "nowplaying/NowPlayingAdapter.h"
 
+#include <QCoreApplication>
 #include <QLocale>
+#include <QPointer>
+#include <QThreadPool>
 
 #include <algorithm>
 #include <cmath>
@@ -99,8 +102,16 @@ void NowPlayingService::runStream()
     std::weak_ptr<bool> alive = m_alive;
     m_adapter->startStream(
         [this, alive](const std::optional<NowPlayingTrack> &track) {
-            if (alive.lock())
-                apply(track, m_clock.now());
+            if (!alive.lock())
+                return;
+            // A line from the helper proves that it reaches the players, so
+            // after a restart what it reports shows at once instead of the
+            // "can't reach" message lingering for the five healthy seconds.
+            // The quick-failure count still waits for those seconds: a
+            // helper that dies right after its first line stays counted.
+            if (m_status == Status::Unavailable)
+                setStatus(Status::Running);
+            apply(track, m_clock.now());
         },
         [this, alive](std::optional<int>) {
             if (alive.lock())
@@ -162,10 +173,13 @@ void NowPlayingService::apply(std::optional<NowPlayingTrack> incoming, const QDa
     }
     if (incoming && !incoming->artworkData)
         coverFromFiles(*incoming);
+    // Covers are told apart by digest; one handed in without it gets it here.
+    if (incoming && incoming->artworkData && incoming->artworkHash.isEmpty())
+        incoming->setArtwork(incoming->artworkData);
 
-    const std::optional<QByteArray> bytes = incoming ? incoming->artworkData : std::nullopt;
-    if (bytes != m_artworkBytes)
-        showArtwork(bytes);
+    const QByteArray hash = incoming && incoming->artworkData ? incoming->artworkHash : QByteArray();
+    if (hash != m_artworkHash)
+        showArtwork(incoming ? incoming->artworkData : std::nullopt, hash);
     publish(std::move(incoming));
 }
 
@@ -314,8 +328,8 @@ void NowPlayingService::coverFromFiles(NowPlayingTrack &track)
     const QString key = songKey(track);
     const auto found = m_fileArtwork.constFind(key);
     if (found != m_fileArtwork.constEnd()) {
-        if (*found)
-            track.artworkData = **found;
+        if (found->bytes)
+            track.setArtwork(found->bytes, found->hash);
         return;
     }
     if (m_artworkSearchKey == key || !m_localArtwork)
@@ -327,31 +341,53 @@ void NowPlayingService::coverFromFiles(NowPlayingTrack &track)
         m_localArtwork->artwork(query, [this, alive, key](std::optional<QByteArray> cover) {
             if (!alive.lock())
                 return;
-            m_fileArtwork.insert(key, cover);
+            const FileCover result{cover, cover ? NowPlayingTrack::hashOf(*cover) : QByteArray()};
+            m_fileArtwork.insert(key, result);
             if (m_artworkSearchKey == key)
                 m_artworkSearchKey.clear();
             if (cover && m_track && !m_track->artworkData && songKey(*m_track) == key) {
                 NowPlayingTrack withCover = *m_track;
-                withCover.artworkData = *cover;
-                showArtwork(withCover.artworkData);
+                withCover.setArtwork(result.bytes, result.hash);
+                showArtwork(withCover.artworkData, result.hash);
                 publish(withCover);
             }
         });
     });
 }
 
-void NowPlayingService::showArtwork(const std::optional<QByteArray> &bytes)
+void NowPlayingService::showArtwork(const std::optional<QByteArray> &bytes, const QByteArray &hash)
 {
-    m_artworkBytes = bytes;
-    QImage image;
-    if (bytes)
-        image.loadFromData(*bytes);
+    m_artworkHash = hash;
+    const quint64 generation = ++m_artworkGeneration;
+    if (!bytes) {
+        setArtwork({}, std::nullopt);
+        return;
+    }
+    // A cover can be a 3000-pixel JPEG: it is decoded on a worker thread,
+    // once, straight to the size it is drawn at, and the colour is taken
+    // from that. The cover shown so far stays until the new one is ready.
+    QPointer<NowPlayingService> self(this);
+    QThreadPool::globalInstance()->start([self, generation, bytes = *bytes] {
+        QImage image = ArtworkAccentColor::decode(bytes, kArtworkSide);
+        const auto raw = ArtworkAccentColor::rawColor(image);
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, generation, image = std::move(image), raw] {
+                // A newer cover (or none) may have come in meanwhile.
+                if (self && generation == self->m_artworkGeneration)
+                    self->setArtwork(image, raw);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void NowPlayingService::setArtwork(const QImage &image, std::optional<ArtworkAccentColor::RGB> raw)
+{
     const bool hadArtwork = !m_artwork.isNull();
     m_artwork = image;
     if (hadArtwork || !image.isNull())
         Q_EMIT artworkChanged();
 
-    const auto raw = image.isNull() ? std::nullopt : ArtworkAccentColor::rawColor(image);
     const auto visible = raw ? std::optional(ArtworkAccentColor::visibleOnBlack(*raw)) : std::nullopt;
     // Half the brightness of the album colour: deep enough for a backdrop
     // behind white text, still clearly the album's hue.
@@ -504,6 +540,26 @@ void NowPlayingService::confirmStep(quint64 generation, int clicks, size_t step)
 QString NowPlayingService::title() const { return m_track ? m_track->title : QString(); }
 QString NowPlayingService::artist() const { return m_track ? m_track->artist.value_or(QString()) : QString(); }
 QString NowPlayingService::album() const { return m_track ? m_track->album.value_or(QString()) : QString(); }
+QString NowPlayingService::subtitle() const
+{
+    // Radio streams and some players give an album but no artist; the line
+    // would otherwise stay empty.
+    const QString a = artist();
+    return a.isEmpty() ? album() : a;
+}
+
+QColor NowPlayingService::highlightColor() const
+{
+    return m_albumColor ? m_albumColor->toColor() : QColor(Qt::white);
+}
+
+QColor NowPlayingService::labelColor() const
+{
+    // A deeper shade of the highlight, so the label reads as the album's
+    // colour without outshining the marks drawn in the highlight itself.
+    return highlightColor().darker(160);
+}
+
 bool NowPlayingService::isPlaying() const { return m_track && m_track->isPlaying; }
 
 double NowPlayingService::duration() const

@@ -40,6 +40,8 @@ class NowPlayingService : public QObject, public QmlSingleton<NowPlayingService>
     Q_PROPERTY(QString title READ title NOTIFY trackChanged)
     Q_PROPERTY(QString artist READ artist NOTIFY trackChanged)
     Q_PROPERTY(QString album READ album NOTIFY trackChanged)
+    // The line under the title: the artist, else the album.
+    Q_PROPERTY(QString subtitle READ subtitle NOTIFY trackChanged)
     Q_PROPERTY(bool isPlaying READ isPlaying NOTIFY trackChanged)
     // Seconds; 0 when unknown.
     Q_PROPERTY(double duration READ duration NOTIFY trackChanged)
@@ -59,6 +61,10 @@ class NowPlayingService : public QObject, public QmlSingleton<NowPlayingService>
     Q_PROPERTY(QColor albumRawColor READ albumRawColorValue NOTIFY colorsChanged)
     Q_PROPERTY(QColor albumColor READ albumColorValue NOTIFY colorsChanged)
     Q_PROPERTY(QColor accentColor READ accentColorValue NOTIFY colorsChanged)
+    // The album colour for marks on black (seek bar, active buttons, level
+    // bars), white without one; and the plain record label drawn from it.
+    Q_PROPERTY(QColor highlightColor READ highlightColor NOTIFY colorsChanged)
+    Q_PROPERTY(QColor labelColor READ labelColor NOTIFY colorsChanged)
 
 public:
     enum class Status { Starting, Running, Unavailable };
@@ -79,6 +85,10 @@ public:
     static constexpr double kStaleResumeSlack = 0.5;
     static constexpr double kArtworkSearchDelay = 1.0;
     static inline const ArtworkAccentColor::RGB kDefaultAccent{0.16, 0.16, 0.18};
+    // The longest side a cover is decoded to: the record label at three
+    // times the pixel density, with room to spare; the album colour's
+    // thumbnail is smaller still.
+    static constexpr int kArtworkSide = 256;
 
     static QString helperMissingText();
     static QString cannotReachText();
@@ -109,7 +119,14 @@ public:
     std::optional<PendingSeek> pendingSeek() const { return m_pendingSeek; }
     bool isSeeking() const { return m_isSeeking; }
     int quickFailures() const { return m_quickFailures; }
-    const QHash<QString, std::optional<QByteArray>> &fileArtwork() const { return m_fileArtwork; }
+    // A cover found on disk for a song, with its digest; no bytes when the
+    // search found nothing.
+    struct FileCover
+    {
+        std::optional<QByteArray> bytes;
+        QByteArray hash;
+    };
+    const QHash<QString, FileCover> &fileArtwork() const { return m_fileArtwork; }
 
     static bool shouldNotify(const std::optional<NowPlayingTrack> &before, const std::optional<NowPlayingTrack> &after);
     static QString songKey(const NowPlayingTrack &track);
@@ -122,6 +139,7 @@ public:
     QString title() const;
     QString artist() const;
     QString album() const;
+    QString subtitle() const;
     bool isPlaying() const;
     double duration() const;
     bool canSeek() const;
@@ -138,6 +156,8 @@ public:
     QColor albumRawColorValue() const;
     QColor albumColorValue() const;
     QColor accentColorValue() const { return m_accentColor.toColor(); }
+    QColor highlightColor() const;
+    QColor labelColor() const;
 
     // The play head now, extrapolated; -1 when unknown.
     Q_INVOKABLE double position() const;
@@ -165,7 +185,8 @@ private:
     void publish(std::optional<NowPlayingTrack> track);
     void steadyTiming(NowPlayingTrack &incoming, const QDateTime &now);
     void coverFromFiles(NowPlayingTrack &track);
-    void showArtwork(const std::optional<QByteArray> &bytes);
+    void showArtwork(const std::optional<QByteArray> &bytes, const QByteArray &hash);
+    void setArtwork(const QImage &image, std::optional<ArtworkAccentColor::RGB> raw);
     void runSeekLoop();
 
     bool isSpotify(const NowPlayingTrack &track) const;
@@ -186,7 +207,8 @@ private:
     QString m_statusMessage;
     QString m_placeholder;
     std::optional<NowPlayingTrack> m_track;
-    std::optional<QByteArray> m_artworkBytes;
+    QByteArray m_artworkHash; // of the cover shown or being decoded
+    quint64 m_artworkGeneration = 0;
     QImage m_artwork;
     std::optional<ArtworkAccentColor::RGB> m_albumRawColor;
     std::optional<ArtworkAccentColor::RGB> m_albumColor;
@@ -217,7 +239,7 @@ private:
     ClockSlot m_confirmation;
 
     // Covers found on disk, by song; an empty value means none was found.
-    QHash<QString, std::optional<QByteArray>> m_fileArtwork;
+    QHash<QString, FileCover> m_fileArtwork;
     QString m_artworkSearchKey;
     ClockSlot m_artworkSearch;
 

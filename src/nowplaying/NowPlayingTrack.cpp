@@ -1,5 +1,7 @@
 #include "nowplaying/NowPlayingTrack.h"
 
+#include <QCryptographicHash>
+
 #include <QMetaType>
 #include <cmath>
 
@@ -129,7 +131,7 @@ std::optional<NowPlayingTrack> NowPlayingTrack::fromPayload(const QVariantMap &p
         for (QChar c : *art)
             ascii = ascii && c.unicode() < 128;
         if (decoded && ascii)
-            t.artworkData = *decoded;
+            t.setArtwork(*decoded);
     }
 
     t.shuffle = shuffleFromCode(payload.value(QStringLiteral("shuffleMode")));
@@ -161,11 +163,43 @@ void NowPlayingTrack::togglePlaybackOptimistically(const QDateTime &now)
     playbackRate = isPlaying ? 1.0 : 0.0;
 }
 
+void NowPlayingTrack::setArtwork(std::optional<QByteArray> bytes)
+{
+    QByteArray hash = bytes ? hashOf(*bytes) : QByteArray();
+    setArtwork(std::move(bytes), std::move(hash));
+}
+
+void NowPlayingTrack::setArtwork(std::optional<QByteArray> bytes, QByteArray hash)
+{
+    artworkData = std::move(bytes);
+    artworkHash = artworkData ? std::move(hash) : QByteArray();
+}
+
+QByteArray NowPlayingTrack::hashOf(const QByteArray &bytes)
+{
+    // Only tells covers apart; nothing here needs it to resist an attacker.
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Md5);
+}
+
+namespace {
+
+bool sameArtwork(const NowPlayingTrack &a, const NowPlayingTrack &b)
+{
+    if (a.artworkData.has_value() != b.artworkData.has_value())
+        return false;
+    // A track whose cover was set without a digest is compared byte by byte.
+    if (!a.artworkHash.isEmpty() && !b.artworkHash.isEmpty())
+        return a.artworkHash == b.artworkHash;
+    return a.artworkData == b.artworkData;
+}
+
+} // namespace
+
 bool NowPlayingTrack::operator==(const NowPlayingTrack &o) const
 {
     return title == o.title && artist == o.artist && album == o.album && appBundleIdentifier == o.appBundleIdentifier
         && isPlaying == o.isPlaying && duration == o.duration && elapsed == o.elapsed && timestamp == o.timestamp
-        && playbackRate == o.playbackRate && artworkData == o.artworkData && shuffle == o.shuffle
+        && playbackRate == o.playbackRate && sameArtwork(*this, o) && shuffle == o.shuffle
         && repeatMode == o.repeatMode && mediaType == o.mediaType;
 }
 

@@ -44,12 +44,20 @@ public:
     std::optional<QDateTime> timestamp;
     double playbackRate = 0;
     std::optional<QByteArray> artworkData;
+    // A digest of artworkData, so tracks are compared without going through
+    // megabytes of cover on every report. Set with setArtwork().
+    QByteArray artworkHash;
     std::optional<ShuffleMode> shuffle;
     std::optional<RepeatMode> repeatMode;
     std::optional<QString> mediaType;
 
     // Nothing when the payload cannot describe a track (no non-empty title).
     static std::optional<NowPlayingTrack> fromPayload(const QVariantMap &payload);
+
+    // Sets the cover and its digest together.
+    void setArtwork(std::optional<QByteArray> bytes);
+    void setArtwork(std::optional<QByteArray> bytes, QByteArray hash);
+    static QByteArray hashOf(const QByteArray &bytes);
 
     // The play head extrapolated to `at`, clamped to 0...duration.
     std::optional<double> elapsedAt(const QDateTime &at) const;

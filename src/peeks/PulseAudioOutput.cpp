@@ -195,6 +195,7 @@ void PulseAudioOutput::setConnected(bool connected)
         return;
     m_connected = connected;
     Q_EMIT isConnectedChanged();
+    Q_EMIT changed();
 }
 
 void PulseAudioOutput::onContextState(pa_context *context, void *self)
@@ -304,9 +305,20 @@ void PulseAudioOutput::onSinkInfo(pa_context * /*context*/, const pa_sink_info *
         && sink.hasVolume && that->m_volume.channels == info->volume.channels;
     if (!ownWritesPending)
         that->m_volume = info->volume;
-    // The loudest channel is the level: it is what a balance-keeping write
-    // scales, so a level written reads back as itself.
-    sink.volume = sink.hasVolume ? double(pa_cvolume_max(&that->m_volume)) / PA_VOLUME_NORM : 0.0;
+    // The balance is remembered apart from the volume: at zero every channel
+    // reads 0 and the balance can no longer be seen in the volume itself.
+    const bool sameSink = that->m_sink && that->m_sink->id == name;
+    if (!sameSink || that->m_balance.channels != info->volume.channels)
+        pa_cvolume_set(&that->m_balance, info->volume.channels, PA_VOLUME_NORM);
+    // Only a change made elsewhere sets a new balance: the server's echo of
+    // our own write is rounded, and taking it would let the balance drift a
+    // step with every write.
+    if (!ownWritesPending && sink.hasVolume && !pa_cvolume_is_muted(&info->volume)
+        && !(sameSink && pa_cvolume_equal(&info->volume, &that->m_written)))
+        that->m_balance = info->volume;
+    // The level is the average over the channels, as desktop mixers show it:
+    // left at 100 % and right at 50 % read 75 %.
+    sink.volume = sink.hasVolume ? double(pa_cvolume_avg(&that->m_volume)) / PA_VOLUME_NORM : 0.0;
     sink.muted = info->mute != 0;
 
     that->m_sinkIndex = info->index;
@@ -319,17 +331,32 @@ void PulseAudioOutput::setVolume(const QString &sinkId, double level)
     if (!m_context || !m_sink || m_sink->id != sinkId || !m_sink->hasVolume)
         return;
     const double clamped = std::isnan(level) ? 0.0 : std::clamp(level, 0.0, 1.0);
-    // Scaling moves every channel by the same factor, so a balance the user
-    // set elsewhere survives the change.
-    pa_cvolume volume = m_volume;
-    pa_cvolume_scale(&volume, pa_volume_t(std::lround(clamped * PA_VOLUME_NORM)));
+    const pa_cvolume volume = withAverage(m_balance, clamped);
     pa_operation *write = pa_context_set_sink_volume_by_name(
         m_context, sinkId.toUtf8().constData(), &volume, &PulseAudioOutput::onVolumeWritten, this);
     if (!write)
         return;
     m_volume = volume;
+    m_written = volume;
     ++m_writesInFlight;
     release(write);
+}
+
+pa_cvolume PulseAudioOutput::withAverage(const pa_cvolume &balance, double level)
+{
+    // Every channel moves by the same factor, so a balance the user set
+    // elsewhere survives the change, and the average lands on the level
+    // asked for. With a lopsided balance a level near the top lifts the
+    // louder channel a little past the server's 100 %, the way the desktop's
+    // own mixer amplifies: otherwise the top of the control could never be
+    // reached and a drag there would jump back.
+    pa_cvolume volume = balance;
+    const double average = balance.channels > 0 ? double(pa_cvolume_avg(&balance)) : 0.0;
+    for (unsigned i = 0; i < balance.channels; ++i) {
+        const double share = average > 0 ? double(balance.values[i]) / average : 1.0;
+        volume.values[i] = pa_volume_t(std::clamp(std::lround(share * level * PA_VOLUME_NORM), 0L, long(PA_VOLUME_MAX)));
+    }
+    return volume;
 }
 
 void PulseAudioOutput::onVolumeWritten(pa_context * /*context*/, int /*success*/, void *self)

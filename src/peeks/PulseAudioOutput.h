@@ -34,13 +34,17 @@ public:
     void setVolume(const QString &sinkId, double level) override;
     void setMuted(const QString &sinkId, bool muted) override;
 
-    bool isConnected() const { return m_connected; }
+    bool isConnected() const override { return m_connected; }
 
     // The pauses between reconnection attempts: the first is short because a
     // restarting server is usually back within a second; later ones grow so a
     // machine without a sound server is not woken up for nothing.
     static constexpr double firstRetryDelay = 0.25;
     static constexpr double longestRetryDelay = 30;
+
+    // The channel volumes for `level` (0...1 of the server's 100 %, as an
+    // average over the channels) in the proportions of `balance`.
+    static pa_cvolume withAverage(const pa_cvolume &balance, double level);
 
 Q_SIGNALS:
     void isConnectedChanged();
@@ -73,7 +77,9 @@ private:
 
     QString m_defaultName;
     uint32_t m_sinkIndex = 0;
-    pa_cvolume m_volume {}; // the default sink's channels as last read or written, for balance-keeping writes
+    pa_cvolume m_volume {}; // the default sink's channels as last read or written
+    pa_cvolume m_balance {}; // their proportions when last heard above silence, kept through zero
+    pa_cvolume m_written {}; // the last volume we wrote, to tell its echo from changes made elsewhere
     int m_writesInFlight = 0;
     std::optional<Sink> m_sink;
 };

@@ -1,5 +1,7 @@
 #include "peeks/SystemVolume.h"
 
+#include "peeks/VolumeText.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -91,6 +93,55 @@ SystemVolume::SystemVolume(VolumeBackend &backend, QObject *parent)
     : QObject(parent)
     , m_backend(backend)
 {
+    // The texts follow every value they are made of.
+    for (auto signal : {&SystemVolume::levelChanged, &SystemVolume::isMutedChanged,
+                        &SystemVolume::isAdjustableChanged, &SystemVolume::outputChanged})
+        connect(this, signal, this, &SystemVolume::textsChanged);
+    connect(&m_backend, &VolumeBackend::changed, this, [this] {
+        if (isAvailable() != m_wasAvailable) {
+            m_wasAvailable = isAvailable();
+            Q_EMIT textsChanged();
+        }
+    });
+    m_wasAvailable = isAvailable();
+}
+
+QString SystemVolume::unreachableText()
+{
+    return tr("Tarnwick can't reach the sound server");
+}
+
+QString SystemVolume::readout() const
+{
+    if (!isAvailable())
+        return QStringLiteral("–");
+    return VolumeText::readout(m_level, m_isMuted);
+}
+
+QString SystemVolume::readoutSymbol() const
+{
+    // A speaker without waves: not the struck-out one that means muted.
+    if (!isAvailable())
+        return QStringLiteral("volume_mute");
+    if (m_isMuted)
+        return QStringLiteral("volume_off");
+    // Before the first read there is no output to draw; the plain speaker
+    // stands in.
+    return m_output ? m_output->symbol() : QStringLiteral("volume_up");
+}
+
+QString SystemVolume::accessibilityValue() const
+{
+    if (!isAvailable())
+        return unreachableText();
+    return VolumeText::accessibilityValue(m_level, m_isMuted);
+}
+
+QString SystemVolume::help() const
+{
+    if (!isAvailable())
+        return unreachableText();
+    return VolumeText::help(outputName(), m_isAdjustable, m_level, m_isMuted);
 }
 
 QString SystemVolume::unnamedOutput()

@@ -24,6 +24,14 @@ class SystemVolume : public QObject, public QmlSingleton<SystemVolume> {
     Q_PROPERTY(QString outputName READ outputName NOTIFY outputChanged)
     Q_PROPERTY(SystemVolume::OutputKind outputKind READ outputKind NOTIFY outputChanged)
     Q_PROPERTY(QString outputSymbol READ outputSymbol NOTIFY outputChanged)
+    // False while no sound server has ever answered: the band then says so
+    // instead of showing a muted, empty control.
+    Q_PROPERTY(bool isAvailable READ isAvailable NOTIFY textsChanged)
+    // What the volume band shows, decided here so the views only draw it.
+    Q_PROPERTY(QString readout READ readout NOTIFY textsChanged)
+    Q_PROPERTY(QString readoutSymbol READ readoutSymbol NOTIFY textsChanged)
+    Q_PROPERTY(QString accessibilityValue READ accessibilityValue NOTIFY textsChanged)
+    Q_PROPERTY(QString help READ help NOTIFY textsChanged)
 
 public:
     // The kinds of Output; declared out here only because the meta-object
@@ -68,14 +76,23 @@ public:
     Output::Kind outputKind() const { return m_output ? m_output->kind : Output::Kind::Other; }
     QString outputSymbol() const { return m_output ? m_output->symbol() : QString(); }
 
+    bool isAvailable() const { return m_output.has_value() || m_backend.isConnected(); }
+    QString readout() const;
+    QString readoutSymbol() const;
+    QString accessibilityValue() const;
+    QString help() const;
+
     // What a device without a name is called.
     static QString unnamedOutput();
+    static QString unreachableText();
 
 Q_SIGNALS:
     void levelChanged();
     void isMutedChanged();
     void isAdjustableChanged();
     void outputChanged();
+    // Any of the band's texts or its availability may have changed.
+    void textsChanged();
 
 private:
     void followDefaultOutput();
@@ -90,4 +107,5 @@ private:
     bool m_isMuted = false;
     bool m_isAdjustable = false;
     std::optional<Output> m_output;
+    bool m_wasAvailable = false;
 };

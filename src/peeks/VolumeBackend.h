@@ -36,6 +36,8 @@ public:
     virtual void start() = 0;
     // Empty while the server is out of reach or has no output.
     virtual std::optional<Sink> defaultSink() const = 0;
+    // A sound server answers; changed() is told when this flips.
+    virtual bool isConnected() const = 0;
     // Writes go to the output named by `sinkId`, so that a write racing a
     // change of default output lands on the output the user was looking at.
     virtual void setVolume(const QString &sinkId, double level) = 0;

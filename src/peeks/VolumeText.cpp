@@ -24,8 +24,10 @@ QString VolumeText::accessibilityValue(double level, bool muted)
 
 QString VolumeText::help(const QString &outputName, bool adjustable, double level, bool muted)
 {
+    // With no output known there is nothing to blame for a volume that
+    // cannot be set, so the plain level reads under the name "Volume".
     const QString name = outputName.isEmpty() ? tr("Volume") : outputName;
-    if (!adjustable)
+    if (!adjustable && !outputName.isEmpty())
         return name + tr(" doesn't have a volume Tarnwick can change");
     return name + QStringLiteral(": ") + (muted ? tr("muted") : QString::number(percent(level)) + QStringLiteral("%"));
 }

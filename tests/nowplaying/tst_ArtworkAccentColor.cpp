@@ -1,7 +1,7 @@
 #include "nowplaying/ArtworkAccentColor.h"
 
 #include <QBuffer>
-#include <QElapsedTimer>
+#include <QColorSpace>
 #include <QFile>
 #include <QImage>
 #include <QPainter>
@@ -241,34 +241,33 @@ private Q_SLOTS:
                                 .arg(Lab::fromRgb(*picked).chroma())));
     }
 
-    // Prints the time of a 1000×1000 cover; the budget (5 ms) is checked in
-    // reports, not asserted, because the test machines are shared and noisy.
-    void timesALargeCover()
+    // The same pixel numbers mean other colours under another profile: a
+    // cover that carries one is read as it looks, i.e. converted to sRGB.
+    void readsCoversInTheirOwnColourProfile_data()
     {
-        QImage cover(1000, 1000, QImage::Format_RGB32);
-        QPainter painter(&cover);
-        QLinearGradient gradient(0, 0, 1000, 1000);
-        gradient.setColorAt(0, QColor(20, 30, 90));
-        gradient.setColorAt(0.6, QColor(200, 60, 40));
-        gradient.setColorAt(1, QColor(240, 220, 200));
-        painter.fillRect(cover.rect(), gradient);
-        painter.end();
-        const QByteArray jpeg = encode(cover, "JPEG");
-        QList<double> decodeAndPick;
-        QList<double> pickOnly;
-        for (int i = 0; i < 15; ++i) {
-            QElapsedTimer timer;
-            timer.start();
-            QVERIFY(rawColor(jpeg));
-            decodeAndPick.append(double(timer.nsecsElapsed()) / 1e6);
-            timer.restart();
-            QVERIFY(rawColor(cover));
-            pickOnly.append(double(timer.nsecsElapsed()) / 1e6);
-        }
-        std::sort(decodeAndPick.begin(), decodeAndPick.end());
-        std::sort(pickOnly.begin(), pickOnly.end());
-        qInfo("rawColor of a 1000x1000 cover: median %.2f ms from JPEG bytes, %.2f ms from a decoded image",
-              decodeAndPick[decodeAndPick.size() / 2], pickOnly[pickOnly.size() / 2]);
+        QTest::addColumn<int>("space");
+        QTest::addColumn<QByteArray>("format");
+        QTest::newRow("Display P3 PNG") << int(QColorSpace::DisplayP3) << QByteArray("PNG");
+        QTest::newRow("Display P3 JPEG") << int(QColorSpace::DisplayP3) << QByteArray("JPEG");
+        QTest::newRow("Adobe RGB PNG") << int(QColorSpace::AdobeRgb) << QByteArray("PNG");
+    }
+    void readsCoversInTheirOwnColourProfile()
+    {
+        QFETCH(int, space);
+        QFETCH(QByteArray, format);
+        QImage cover(64, 64, QImage::Format_RGB32);
+        cover.fill(QColor(40, 200, 90));
+        const RGB plain = *rawColor(encode(cover, format.constData()));
+        cover.setColorSpace(QColorSpace(QColorSpace::NamedColorSpace(space)));
+        const QByteArray bytes = encode(cover, format.constData());
+        QCOMPARE(QImage::fromData(bytes).colorSpace(), cover.colorSpace()); // the profile is really embedded
+        const RGB profiled = *rawColor(bytes);
+        const RGB seen = rgb(cover.convertedToColorSpace(QColorSpace::SRgb).pixelColor(0, 0));
+        auto distance = [](const RGB &a, const RGB &b) {
+            return std::max({std::fabs(a.r - b.r), std::fabs(a.g - b.g), std::fabs(a.b - b.b)});
+        };
+        QVERIFY2(distance(profiled, seen) < 0.04, qPrintable(QString::number(distance(profiled, seen))));
+        QVERIFY2(distance(plain, seen) > 0.08, qPrintable(QString::number(distance(plain, seen))));
     }
 };
 

@@ -1,11 +1,16 @@
 #include "ArtworkFetcher.h"
 #include "MprisPayload.h"
 
+#include <QDir>
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTemporaryDir>
 #include <QTest>
+
+#include <sys/stat.h>
 
 class tst_MprisPayload : public QObject
 {
@@ -100,6 +105,50 @@ private Q_SLOTS:
         QCOMPARE(ArtworkFetcher::decodeDataUrl(url), bytes);
     }
 
+    // Covers named by file:// URLs: only regular files within the cap, and
+    // nothing that could block the helper or fill its memory.
+    void readsOnlyRegularFilesWithinTheCap_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<bool>("taken");
+        QTest::newRow("small file") << "small" << true;
+        QTest::newRow("file at the cap") << "cap" << true;
+        QTest::newRow("file over the cap") << "over" << false;
+        QTest::newRow("FIFO") << "fifo" << false;
+        QTest::newRow("endless device") << "/dev/zero" << false;
+        QTest::newRow("folder") << "dir" << false;
+        QTest::newRow("missing") << "missing" << false;
+    }
+    void readsOnlyRegularFilesWithinTheCap()
+    {
+        QFETCH(QString, kind);
+        QFETCH(bool, taken);
+        QTemporaryDir dir;
+        QString path = dir.filePath(kind);
+        QByteArray body;
+        if (kind == QLatin1String("small") || kind == QLatin1String("cap") || kind == QLatin1String("over")) {
+            body = QByteArray(kind == QLatin1String("small") ? 5000 : ArtworkFetcher::kMaxBytes + (kind == QLatin1String("over")), 'c');
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(body);
+        } else if (kind == QLatin1String("fifo")) {
+            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        } else if (kind == QLatin1String("dir")) {
+            QVERIFY(QDir(dir.path()).mkdir(kind));
+        } else if (kind.startsWith(QLatin1Char('/'))) {
+            path = kind;
+        }
+        ArtworkFetcher fetcher;
+        std::optional<QByteArray> result;
+        QElapsedTimer timer;
+        timer.start();
+        fetcher.fetch(QUrl::fromLocalFile(path), [&](const QByteArray &bytes) { result = bytes; });
+        QVERIFY(result.has_value()); // at once, never waiting for a writer
+        QVERIFY(timer.elapsed() < 2000);
+        QCOMPARE(*result == body && !body.isEmpty(), taken);
+        QCOMPARE(result->isEmpty(), !taken);
+    }
+
     // A local web server hands out covers of the given sizes; the fetcher
     // takes the small one and refuses the one over the cap.
     void downloadsCoversWithinTheCap_data()
@@ -134,19 +183,44 @@ private Q_SLOTS:
         QCOMPARE(result->isEmpty(), !taken);
     }
 
-    void choosesPlayingThenLatestChange()
+    // Players as "name:status:order[:title]"; the expected winner by name.
+    void choosesThePlayerToShow_data()
     {
-        auto player = [](const char *name, const char *status, quint64 order) {
+        QTest::addColumn<QStringList>("players");
+        QTest::addColumn<QString>("chosen");
+        QTest::newRow("none") << QStringList{} << QString();
+        QTest::newRow("playing beats a later pause")
+            << QStringList{"music:Paused:5:Song", "video:Playing:1:Clip"} << "video";
+        QTest::newRow("two playing: the latest change")
+            << QStringList{"a:Playing:5:A", "b:Playing:2:B"} << "a";
+        QTest::newRow("paused music beats a newly opened idle player")
+            << QStringList{"music:Paused:4:Song", "browser:Stopped:0"} << "music";
+        QTest::newRow("a track beats a later stop without one")
+            << QStringList{"music:Paused:1:Song", "video:Stopped:9"} << "music";
+        QTest::newRow("both titled: the latest change")
+            << QStringList{"a:Paused:5:A", "b:Stopped:9:B"} << "b";
+        QTest::newRow("none titled: the latest change")
+            << QStringList{"a:Stopped:3", "b:Stopped:2"} << "a";
+        QTest::newRow("all just found: the first")
+            << QStringList{"a:Paused:0:A", "b:Paused:0:B"} << "a";
+    }
+    void choosesThePlayerToShow()
+    {
+        QFETCH(QStringList, players);
+        QFETCH(QString, chosen);
+        QList<PlayerSnapshot> snapshots;
+        for (const QString &spec : players) {
+            const QStringList f = spec.split(QLatin1Char(':'));
             PlayerSnapshot p;
-            p.busName = QString::fromLatin1(name);
-            p.playbackStatus = QString::fromLatin1(status);
-            p.statusChangeOrder = order;
-            return p;
-        };
-        QCOMPARE(MprisPayload::choose({}), -1);
-        QCOMPARE(MprisPayload::choose({player("a", "Paused", 5), player("b", "Playing", 1)}), 1);
-        QCOMPARE(MprisPayload::choose({player("a", "Paused", 5), player("b", "Stopped", 9)}), 1);
-        QCOMPARE(MprisPayload::choose({player("a", "Playing", 5), player("b", "Playing", 2)}), 0);
+            p.busName = f[0];
+            p.playbackStatus = f[1];
+            p.statusChangeOrder = f[2].toULongLong();
+            if (f.size() > 3)
+                p.metadata.insert(QStringLiteral("xesam:title"), f[3]);
+            snapshots.append(p);
+        }
+        const int index = MprisPayload::choose(snapshots);
+        QCOMPARE(index < 0 ? QString() : snapshots[index].busName, chosen);
     }
 };
 

@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+using Track = NowPlayingTrack;
+
 class tst_NowPlayingLineReader : public QObject
 {
     Q_OBJECT
@@ -59,6 +61,27 @@ private Q_SLOTS:
             const auto &last = run.updates.constLast();
             QCOMPARE(last ? last->title : QString(), lastTitle);
         }
+    }
+
+    // The cover is decoded from the line that brings it and shared by the
+    // tracks of later lines; a line that changes or drops it is seen.
+    void decodesEachCoverOnce()
+    {
+        Run run;
+        run.reader.feed(R"({"payload":{"title":"T","artworkData":"AAEC"}}
+{"diff":true,"payload":{"playing":true}}
+{"diff":true,"payload":{"artworkData":"AAED"}}
+{"diff":true,"payload":{"artworkData":null}}
+{"payload":{"title":"T","artworkData":"AAED"}}
+)");
+        QCOMPARE(run.updates.size(), 5);
+        const auto &u = run.updates;
+        QCOMPARE(u[1]->artworkData->constData(), u[0]->artworkData->constData());
+        QCOMPARE(*u[2]->artworkData, QByteArray("\x00\x01\x03", 3));
+        QVERIFY(*u[2] != *u[1]);
+        QVERIFY(!u[3]->artworkData);
+        QCOMPARE(u[4]->artworkHash, u[2]->artworkHash);
+        QCOMPARE(*u[4], *Track::fromPayload(run.reader.merged()));
     }
 
     void dropsAnOverlongLineAndCarriesOn()

@@ -27,9 +27,9 @@ Track song(const QString &title, bool playing, double elapsed, const QDateTime &
     return t;
 }
 
-QByteArray png(const QColor &color)
+QByteArray png(const QColor &color, QSize size = QSize(40, 40))
 {
-    QImage image(40, 40, QImage::Format_RGB32);
+    QImage image(size, QImage::Format_RGB32);
     image.fill(color);
     QByteArray bytes;
     QBuffer buffer(&bytes);
@@ -121,6 +121,12 @@ private Q_SLOTS:
             QCOMPARE(f.adapter->streamsStarted, i + 1);
         }
         QCOMPARE(f.service.placeholderText(), QStringLiteral("Tarnwick can't reach your media players."));
+
+        // The restarted helper's first line shows at once; the count waits.
+        f.adapter->emitTrack(song(QStringLiteral("A"), true, 0, f.clock.now()));
+        QCOMPARE(f.service.status(), NowPlayingService::Status::Running);
+        QVERIFY(f.service.placeholderText().isEmpty());
+        QCOMPARE(f.service.quickFailures(), 3);
 
         // A run that holds for five seconds heals the count and the status.
         f.clock.advance(5);
@@ -325,7 +331,7 @@ private Q_SLOTS:
         QVERIFY(f.search.queries.isEmpty());
         f.clock.advance(0.1);
         QCOMPARE(f.search.queries.size(), searched ? 1 : 0);
-        QCOMPARE(f.service.hasArtwork(), searched);
+        QTRY_COMPARE(f.service.hasArtwork(), searched);
         // Later reports of the same song take the cover from the cache.
         f.adapter->emitTrack(t);
         f.clock.advance(2);
@@ -333,24 +339,66 @@ private Q_SLOTS:
         QCOMPARE(f.service.hasArtwork(), searched);
     }
 
-    void coverSetsTheColours()
+    // A cover is decoded once, off the main thread, at the size it is drawn;
+    // reports that repeat it change nothing, and a newer cover wins over one
+    // still being decoded.
+    void decodesEachCoverOnceAtTheShownSize()
     {
         Fixture f;
         f.service.start();
+        QSignalSpy artwork(&f.service, &NowPlayingService::artworkChanged);
         QSignalSpy colors(&f.service, &NowPlayingService::colorsChanged);
+        QCOMPARE(f.service.highlightColor(), QColor(Qt::white));
+        QCOMPARE(f.service.labelColor(), QColor(Qt::white).darker(160));
+
         Track t = song(QStringLiteral("A"), true, 0, f.clock.now());
-        t.artworkData = png(QColor(20, 40, 200));
+        t.setArtwork(png(QColor(200, 30, 40), QSize(1200, 600)));
         f.adapter->emitTrack(t);
+        t.setArtwork(png(QColor(20, 40, 200), QSize(3000, 3000)));
+        f.adapter->emitTrack(t);
+        for (int i = 1; i <= 5; ++i) {
+            t.elapsed = i;
+            f.adapter->emitTrack(t);
+        }
+        QTRY_COMPARE(artwork.count(), 1);
+        QTest::qWait(100); // the red cover's late result must not land
+        QCOMPARE(artwork.count(), 1);
         QCOMPARE(colors.count(), 1);
+        QCOMPARE(f.service.artwork().size(), QSize(256, 256));
         const auto album = *f.service.albumColor();
         QVERIFY(ArtworkAccentColor::contrastAgainstBlack(album) >= 3.0);
         QVERIFY(album.b > album.r);
-        const auto accent = f.service.accentColor();
-        QVERIFY(std::abs(accent.b - album.b * 0.5) < 1e-9);
+        QVERIFY(std::abs(f.service.accentColor().b - album.b * 0.5) < 1e-9);
+        QCOMPARE(f.service.highlightColor(), album.toColor());
+        QCOMPARE(f.service.labelColor(), album.toColor().darker(160));
+
         f.adapter->emitTrack(std::nullopt);
         QCOMPARE(colors.count(), 2);
         QVERIFY(!f.service.hasArtwork());
         QVERIFY(f.service.accentColor() == NowPlayingService::kDefaultAccent);
+    }
+
+    void subtitleFallsBackToTheAlbum_data()
+    {
+        QTest::addColumn<QString>("artist");
+        QTest::addColumn<QString>("album");
+        QTest::addColumn<QString>("subtitle");
+        QTest::newRow("artist") << "Artist" << "Album" << "Artist";
+        QTest::newRow("no artist") << "" << "Album" << "Album";
+        QTest::newRow("neither") << "" << "" << "";
+    }
+    void subtitleFallsBackToTheAlbum()
+    {
+        QFETCH(QString, artist);
+        QFETCH(QString, album);
+        QFETCH(QString, subtitle);
+        Fixture f;
+        f.service.start();
+        Track t = song(QStringLiteral("A"), true, 0, f.clock.now());
+        t.artist = artist.isEmpty() ? std::nullopt : std::optional(artist);
+        t.album = album.isEmpty() ? std::nullopt : std::optional(album);
+        f.adapter->emitTrack(t);
+        QCOMPARE(f.service.subtitle(), subtitle);
     }
 
     void formatsTimes_data()

@@ -16,6 +16,7 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QSignalSpy>
 #include <QTest>
 #include <sys/resource.h>
 
@@ -271,6 +272,18 @@ private Q_SLOTS:
         auto view = show(kWings, QSize(340, 44));
         save(*view, QStringLiteral("nowplaying-wings"));
         qInfo("wings shown while playing: %.1f %% of one core (offscreen, software)", cpuPercentOver(3000));
+
+        // Both wings step together on one 10 Hz clock: never the 20 frames
+        // of two clocks, let alone the 60 of running animations...
+        QSignalSpy frames(view.get(), &QQuickWindow::frameSwapped);
+        QTest::qWait(1000);
+        QVERIFY2(frames.count() > 3 && frames.count() <= 14, qPrintable(QString::number(frames.count())));
+        // ...and nothing is drawn once the music pauses.
+        service.apply(track(false, clock.now()), clock.now());
+        QTest::qWait(300);
+        frames.clear();
+        QTest::qWait(500);
+        QCOMPARE(frames.count(), 0);
     }
 };
 

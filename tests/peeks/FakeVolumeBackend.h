@@ -15,6 +15,7 @@ public:
 
     void start() override { ++starts; }
     std::optional<Sink> defaultSink() const override { return sink; }
+    bool isConnected() const override { return connected; }
     void setVolume(const QString &sinkId, double level) override { volumeWrites.append({sinkId, level}); }
     void setMuted(const QString &sinkId, bool muted) override { muteWrites.append({sinkId, muted}); }
 
@@ -26,6 +27,7 @@ public:
     }
 
     std::optional<Sink> sink;
+    bool connected = true;
     int starts = 0;
     QList<QPair<QString, double>> volumeWrites;
     QList<QPair<QString, bool>> muteWrites;

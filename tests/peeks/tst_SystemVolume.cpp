@@ -15,6 +15,7 @@ using Kind = SystemVolume::Output::Kind;
 using Properties = QHash<QString, QString>;
 using Sink = VolumeBackend::Sink;
 Q_DECLARE_METATYPE(Sink)
+Q_DECLARE_METATYPE(QList<Sink>)
 
 namespace {
 
@@ -170,6 +171,48 @@ private Q_SLOTS:
         QVERIFY(!volume.isAdjustable());
         QCOMPARE(volume.level(), 0.0);
         QCOMPARE(volume.isMuted(), false);
+    }
+
+    // The band's texts for the states the app really passes through.
+    void theBandSaysWhatItCan_data()
+    {
+        QTest::addColumn<bool>("connected");
+        QTest::addColumn<QList<Sink>>("reports");
+        QTest::addColumn<QStringList>("shown"); // readout, symbol, tooltip
+        Sink speakers = sinkNamed("speakers", "Speakers", 0.504);
+        speakers.portType = VolumeBackend::PortType::Speaker;
+        Sink muted = speakers;
+        muted.muted = true;
+        Sink display = sinkNamed("hdmi", "LG UltraFine", 1.0);
+        display.portType = VolumeBackend::PortType::Hdmi;
+        display.hasVolume = false;
+        const QString unreachable = SystemVolume::unreachableText();
+        QTest::newRow("no sound server") << false << QList<Sink> {} << QStringList {"–", "volume_mute", unreachable};
+        QTest::newRow("server without an output") << true << QList<Sink> {} << QStringList {"0", "volume_up", "Volume: 0%"};
+        QTest::newRow("speakers") << true << QList<Sink> {speakers} << QStringList {"50", "volume_up", "Speakers: 50%"};
+        QTest::newRow("muted") << true << QList<Sink> {muted} << QStringList {"Muted", "volume_off", "Speakers: muted"};
+        QTest::newRow("fixed display") << true << QList<Sink> {display}
+                                       << QStringList {"0", "tv", "LG UltraFine doesn't have a volume Tarnwick can change"};
+        // A server that restarts keeps what was shown rather than flashing.
+        QTest::newRow("server gone after an output")
+            << false << QList<Sink> {speakers} << QStringList {"50", "volume_up", "Speakers: 50%"};
+    }
+    void theBandSaysWhatItCan()
+    {
+        QFETCH(bool, connected);
+        QFETCH(QList<Sink>, reports);
+        QFETCH(QStringList, shown);
+        FakeVolumeBackend backend;
+        SystemVolume volume(backend);
+        volume.start();
+        QSignalSpy texts(&volume, &SystemVolume::textsChanged);
+        for (const Sink &sink : reports)
+            backend.report(sink);
+        backend.connected = connected;
+        backend.report(std::nullopt);
+        QCOMPARE(volume.isAvailable(), connected || !reports.isEmpty());
+        QCOMPARE((QStringList {volume.readout(), volume.readoutSymbol(), volume.help()}), shown);
+        QCOMPARE(texts.isEmpty(), reports.isEmpty() && connected);
     }
 
     void writesClampAndUnmute_data()

@@ -95,9 +95,11 @@ private Q_SLOTS:
         m_tcpPort = probe.serverPort();
         probe.close();
         m_daemon = std::make_unique<PulseDaemon>(sinkScript
-            + QStringList {
-                QStringLiteral("load-module module-native-protocol-tcp auth-anonymous=1 listen=127.0.0.1 port=%1")
-                    .arg(m_tcpPort)});
+                + QStringList {
+                    QStringLiteral("load-module module-native-protocol-tcp auth-anonymous=1 listen=127.0.0.1 port=%1")
+                        .arg(m_tcpPort)},
+            PulseDaemon::kindFromEnvironment());
+        qInfo("sound server: %s", qPrintable(PulseDaemon::nameOf(m_daemon->kind())));
         const QString error = m_daemon->start();
         QVERIFY2(error.isEmpty(), qPrintable(error));
         m_backend = std::make_unique<PulseAudioOutput>(m_clock, m_daemon->server());
@@ -231,15 +233,23 @@ private Q_SLOTS:
         QCOMPARE(m_volume->level(), std::clamp(requested, 0.0, 1.0));
     }
 
-    void writesKeepTheChannelBalance()
+    void readsTheAverageAndKeepsTheBalanceThroughZero()
     {
         run({QStringLiteral("set-sink-mute"), QStringLiteral("@DEFAULT_SINK@"), QStringLiteral("0")});
-        run({QStringLiteral("set-sink-volume"), QStringLiteral("@DEFAULT_SINK@"), QStringLiteral("26214"),
-            QStringLiteral("52428")});
-        QTRY_COMPARE(m_volume->level(), 52428 / 65536.0);
-        m_volume->set(0.4);
-        // The loudest channel goes to 40 %, the other keeps half of it.
-        QTRY_COMPARE(defaultSinkVolumes(), (QList<int> {13107, 26214}));
+        run({QStringLiteral("set-sink-volume"), QStringLiteral("@DEFAULT_SINK@"), QStringLiteral("65536"),
+            QStringLiteral("32768")});
+        // Left at 100 %, right at 50 %.
+        QTRY_COMPARE(m_volume->level(), 0.75);
+        // Each write keeps right at half of left, with the average asked for;
+        // at zero the balance cannot be read from the server, yet survives.
+        const QList<QPair<double, QList<int>>> steps {
+            {0.5, {43691, 21845}}, {0.0, {0, 0}}, {0.75, {65536, 32768}}};
+        for (const auto &[level, channels] : steps) {
+            m_volume->set(level);
+            QTRY_COMPARE(defaultSinkVolumes(), channels);
+            settle();
+            QCOMPARE(m_volume->level(), level);
+        }
         m_volume->setMuted(true);
         QTRY_VERIFY(defaultSinkMuted());
         m_volume->setMuted(false);

@@ -28,30 +28,6 @@ private Q_SLOTS:
         QCOMPARE(VolumeText::accessibilityValue(level, muted), spoken);
     }
 
-    void explainsItselfInTheTooltip_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<bool>("adjustable");
-        QTest::addColumn<double>("level");
-        QTest::addColumn<bool>("muted");
-        QTest::addColumn<QString>("help");
-        QTest::newRow("speakers") << QStringLiteral("Speakers") << true << 0.504 << false << QStringLiteral("Speakers: 50%");
-        QTest::newRow("muted") << QStringLiteral("Speakers") << true << 0.3 << true << QStringLiteral("Speakers: muted");
-        QTest::newRow("fixed display")
-            << QStringLiteral("LG UltraFine") << false << 1.0 << false
-            << QStringLiteral("LG UltraFine doesn't have a volume Tarnwick can change");
-        QTest::newRow("no output known") << QString() << true << 0.25 << false << QStringLiteral("Volume: 25%");
-    }
-    void explainsItselfInTheTooltip()
-    {
-        QFETCH(QString, name);
-        QFETCH(bool, adjustable);
-        QFETCH(double, level);
-        QFETCH(bool, muted);
-        QFETCH(QString, help);
-        QCOMPARE(VolumeText::help(name, adjustable, level, muted), help);
-    }
-
     void dragMapsTheTrack_data()
     {
         QTest::addColumn<double>("x");

@@ -53,8 +53,9 @@ private Q_SLOTS:
         SystemVolume::setInstance(m_volume.get());
         MotionPreference::setInstance(&m_motion);
         m_motion.setReduceMotion(true); // no animation to wait for
+        // Starts as a new user's machine without a sound server.
+        m_backend.connected = false;
         m_volume->start();
-        report(0.5, false);
 
         QmlModule::prepare(m_engine);
         QQmlComponent component(&m_engine);
@@ -70,6 +71,11 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
         m_band = root->findChild<QQuickItem *>(QStringLiteral("band"));
         QVERIFY(m_band != nullptr && wedge() != nullptr);
+        QCOMPARE(wedge()->opacity(), 0.35);
+        shoot(QStringLiteral("volume-band-unavailable"));
+        m_backend.connected = true;
+        report(0.5, false);
+        QCOMPARE(wedge()->opacity(), 1.0);
     }
 
     void dragsAlongTheWedge_data()

@@ -15,7 +15,7 @@ Item {
 
     readonly property var service: NowPlayingService
     readonly property bool showsTrack: service.placeholderText.length === 0
-    readonly property color highlight: service.albumColor.valid ? service.albumColor : "white"
+    readonly property color highlight: service.highlightColor
 
     implicitWidth: 530
     implicitHeight: 120
@@ -30,7 +30,7 @@ Item {
         hasCover: page.showsTrack && page.service.hasArtwork
         cover: page.service.artwork
         accent: page.service.accentColor
-        highlight: page.highlight
+        labelColor: page.service.labelColor
     }
 
     // Music mode's toggle, top right.
@@ -73,7 +73,7 @@ Item {
             anchors.top: title.bottom
             anchors.topMargin: 1
             width: parent.width
-            text: page.service.artist.length > 0 ? page.service.artist : page.service.album
+            text: page.service.subtitle
             color: NookStyle.secondaryText
             font.pixelSize: NookStyle.bodySize
             elide: Text.ElideRight

@@ -15,6 +15,6 @@ Item {
         spinning: mini.service.isPlaying
         cover: mini.service.artwork
         hasCover: mini.service.hasArtwork
-        labelColor: mini.service.albumColor.valid ? Qt.darker(mini.service.albumColor, 1.6) : NookStyle.surfaceHover
+        labelColor: mini.service.labelColor
     }
 }

@@ -68,14 +68,31 @@ Item {
         color: "#d8d8dc"
     }
 
-    NumberAnimation {
-        target: disc
-        property: "rotation"
-        from: 0
-        to: 360
-        duration: 360 / record.degreesPerSecond * 1000
-        loops: Animation.Infinite
-        running: true
-        paused: !(record.spinning && record.visible)
+    // The record turns in steps, one whenever its rim has moved about a
+    // pixel, where a running animation would ask for sixty frames a second
+    // and keep the renderer busy for hours of music. The turntable's record
+    // needs some thirty; a record small enough to need no more than the
+    // shared playback clock's ten (the one beside the notch) steps with it,
+    // in the same frames as the level bars of the other wing.
+    readonly property real rimPixelsPerSecond: Math.PI * width * degreesPerSecond / 360
+    readonly property int stepInterval: Math.max(16, Math.round(1000 / Math.max(1, rimPixelsPerSecond)))
+    readonly property bool sharesClock: stepInterval >= PlaybackClock.interval
+    readonly property bool turning: spinning && visible
+    readonly property bool onSharedClock: turning && sharesClock
+    function step(milliseconds) { disc.rotation = (disc.rotation + degreesPerSecond * milliseconds / 1000) % 360 }
+
+    onOnSharedClockChanged: PlaybackClock.users += onSharedClock ? 1 : -1
+    Component.onCompleted: if (onSharedClock) PlaybackClock.users += 1
+    Component.onDestruction: if (onSharedClock) PlaybackClock.users -= 1
+    Connections {
+        target: PlaybackClock
+        enabled: record.onSharedClock
+        function onTicked(milliseconds) { record.step(milliseconds) }
+    }
+    Timer {
+        interval: record.stepInterval
+        repeat: true
+        running: record.turning && !record.sharesClock
+        onTriggered: record.step(interval)
     }
 }

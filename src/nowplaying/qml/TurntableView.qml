@@ -11,7 +11,7 @@ Item {
     property bool hasCover: false
     property var cover
     property color accent: NookStyle.surface
-    property color highlight: "white"
+    property color labelColor: NookStyle.surfaceHover
 
     implicitWidth: 104
     implicitHeight: 104
@@ -37,7 +37,7 @@ Item {
         spinning: turntable.playing
         cover: turntable.cover
         hasCover: turntable.hasCover
-        labelColor: Qt.darker(turntable.highlight, 1.6)
+        labelColor: turntable.labelColor
     }
 
     // The tonearm pivots near the top right corner.

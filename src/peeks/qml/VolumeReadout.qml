@@ -5,15 +5,14 @@ import Tarnwick
 Row {
     id: readout
     spacing: 4
-    readonly property bool muted: SystemVolume.isMuted
 
     Accessible.role: Accessible.StaticText
     Accessible.name: "Volume"
-    Accessible.description: VolumeText.accessibilityValue(SystemVolume.level, readout.muted)
+    Accessible.description: SystemVolume.accessibilityValue
 
     Text {
         anchors.verticalCenter: parent.verticalCenter
-        text: readout.muted ? "volume_off" : (SystemVolume.outputSymbol.length > 0 ? SystemVolume.outputSymbol : "volume_up")
+        text: SystemVolume.readoutSymbol
         font.family: NookStyle.iconFont
         font.pixelSize: 14
         color: NookStyle.secondaryText
@@ -21,7 +20,7 @@ Row {
     }
     Text {
         anchors.verticalCenter: parent.verticalCenter
-        text: VolumeText.readout(SystemVolume.level, readout.muted)
+        text: SystemVolume.readout
         font.pixelSize: NookStyle.captionSize
         color: NookStyle.secondaryText
         width: 30

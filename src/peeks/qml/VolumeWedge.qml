@@ -15,11 +15,14 @@ Item {
     readonly property bool adjustable: SystemVolume.isAdjustable
     readonly property bool muted: SystemVolume.isMuted
     readonly property color fill: wedge.muted || !wedge.adjustable ? NookStyle.tertiaryText : NookStyle.primaryText
+    // Without a sound server the whole control fades, so it never passes
+    // for a muted output at 0 %.
+    opacity: SystemVolume.isAvailable ? 1 : 0.35
 
     activeFocusOnTab: true
     Accessible.role: Accessible.Slider
     Accessible.name: "Volume"
-    Accessible.description: help.text
+    Accessible.description: SystemVolume.help
     Accessible.onIncreaseAction: SystemVolume.set(wedge.level + VolumeText.accessibleStep)
     Accessible.onDecreaseAction: SystemVolume.set(wedge.level - VolumeText.accessibleStep)
     Keys.onRightPressed: SystemVolume.set(wedge.level + VolumeText.accessibleStep)
@@ -93,6 +96,6 @@ Item {
         id: help
         visible: hover.hovered && !drag.pressed
         delay: 600
-        text: VolumeText.help(SystemVolume.outputName, wedge.adjustable, wedge.level, wedge.muted)
+        text: SystemVolume.help
     }
 }
