@@ -1,5 +1,7 @@
 #include "musicmode/AlbumPoster.h"
 
+#include "nowplaying/ArtworkAccentColor.h"
+
 #include <QFont>
 #include <QLinearGradient>
 #include <QPainter>
@@ -16,12 +18,17 @@ QImage AlbumPoster::image(const AlbumPoster &poster, const QSize &pixelSize)
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.setRenderHint(QPainter::Antialiasing);
     const QRect bounds(QPoint(0, 0), pixelSize);
-    if (!poster.cover.isNull()) {
+    // Decoded here, at the screen's size, rather than stretched up from the
+    // Nook's small copy.
+    const QImage cover = poster.coverData.isEmpty()
+                             ? poster.cover
+                             : ArtworkAccentColor::decode(poster.coverData, std::max(pixelSize.width(), pixelSize.height()));
+    if (!cover.isNull()) {
         // Fill the screen and cut the overhang equally on both sides.
-        const QSize filled = poster.cover.size().scaled(pixelSize, Qt::KeepAspectRatioByExpanding);
+        const QSize filled = cover.size().scaled(pixelSize, Qt::KeepAspectRatioByExpanding);
         QRect target(QPoint(0, 0), filled);
         target.moveCenter(bounds.center());
-        painter.drawImage(target, poster.cover);
+        painter.drawImage(target, cover);
     }
 
     // A shade of the album's colour along the bottom keeps the texts legible

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QColor>
 #include <QImage>
 #include <QSize>
@@ -13,10 +14,19 @@ struct AlbumPoster
     QString title;
     QString artist;
     QString album;
+    // The cover as it came, when known: a poster fills a whole screen, far
+    // larger than the small copy the Nook draws, so it decodes its own.
+    QByteArray coverData;
+    QByteArray coverHash;
 
     // The same picture, without comparing pixels: the now-playing service
     // hands out copies of one image while the cover does not change.
-    bool hasSameCover(const AlbumPoster &other) const { return cover.cacheKey() == other.cover.cacheKey(); }
+    bool hasSameCover(const AlbumPoster &other) const
+    {
+        if (!coverHash.isEmpty() || !other.coverHash.isEmpty())
+            return coverHash == other.coverHash;
+        return cover.cacheKey() == other.cover.cacheKey();
+    }
 
     bool operator==(const AlbumPoster &other) const
     {

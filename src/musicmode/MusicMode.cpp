@@ -41,7 +41,8 @@ MusicMode::Playback MusicMode::playbackOf(const NowPlayingService &nowPlaying)
     playback.color = nowPlaying.albumColor();
     if (nowPlaying.hasArtwork())
         playback.poster = AlbumPoster{nowPlaying.artwork(), nowPlaying.albumColorValue(), nowPlaying.title(),
-                                      nowPlaying.artist(), nowPlaying.album()};
+                                      nowPlaying.artist(),  nowPlaying.album(),           nowPlaying.artworkBytes(),
+                                      nowPlaying.artworkHash()};
     return playback;
 }
 

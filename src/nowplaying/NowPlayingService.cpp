@@ -360,6 +360,7 @@ void NowPlayingService::showArtwork(const std::optional<QByteArray> &bytes, cons
     m_artworkHash = hash;
     const quint64 generation = ++m_artworkGeneration;
     if (!bytes) {
+        m_artworkBytes.clear();
         setArtwork({}, std::nullopt);
         return;
     }
@@ -372,10 +373,12 @@ void NowPlayingService::showArtwork(const std::optional<QByteArray> &bytes, cons
         const auto raw = ArtworkAccentColor::rawColor(image);
         QMetaObject::invokeMethod(
             qApp,
-            [self, generation, image = std::move(image), raw] {
+            [self, generation, bytes, image = std::move(image), raw] {
                 // A newer cover (or none) may have come in meanwhile.
-                if (self && generation == self->m_artworkGeneration)
+                if (self && generation == self->m_artworkGeneration) {
+                    self->m_artworkBytes = bytes;
                     self->setArtwork(image, raw);
+                }
             },
             Qt::QueuedConnection);
     });

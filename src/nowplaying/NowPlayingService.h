@@ -152,6 +152,10 @@ public:
     QString shuffleHelp() const;
     QString repeatHelp() const;
     QImage artwork() const { return m_artwork; }
+    // The shown cover as it came (encoded), for views that draw it larger
+    // than `artwork`, and a digest that tells covers apart without pixels.
+    QByteArray artworkBytes() const { return m_artworkBytes; }
+    QByteArray artworkHash() const { return m_artworkHash; }
     bool hasArtwork() const { return !m_artwork.isNull(); }
     QColor albumRawColorValue() const;
     QColor albumColorValue() const;
@@ -210,6 +214,7 @@ private:
     QByteArray m_artworkHash; // of the cover shown or being decoded
     quint64 m_artworkGeneration = 0;
     QImage m_artwork;
+    QByteArray m_artworkBytes; // of m_artwork
     std::optional<ArtworkAccentColor::RGB> m_albumRawColor;
     std::optional<ArtworkAccentColor::RGB> m_albumColor;
     ArtworkAccentColor::RGB m_accentColor = kDefaultAccent;

@@ -4,6 +4,7 @@
 
 #include "musicmode/DesktopPoster.h"
 
+#include <QBuffer>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QProcess>
@@ -114,7 +115,7 @@ private Q_SLOTS:
         QSignalSpy presented(poster.get(), &DesktopPoster::presented);
         QElapsedTimer shown;
         shown.start();
-        poster->present(AlbumPoster{cover, kCover, QStringLiteral("Red Song"), QStringLiteral("The Testers"), {}});
+        poster->present(AlbumPoster{cover, kCover, QStringLiteral("Red Song"), QStringLiteral("The Testers"), {}, {}, {}});
         QVERIFY(presented.wait(10000));
         qInfo("cover to posters shown on two screens: %lld ms", shown.elapsed());
 
@@ -167,14 +168,37 @@ private Q_SLOTS:
         QImage second(10, 10, QImage::Format_RGB32);
         second.fill(kCover);
         QSignalSpy presented(poster.get(), &DesktopPoster::presented);
-        poster->present(AlbumPoster{first, Qt::green, QStringLiteral("First"), {}, {}});
-        poster->present(AlbumPoster{second, kCover, QStringLiteral("Second"), {}, {}});
+        poster->present(AlbumPoster{first, Qt::green, QStringLiteral("First"), {}, {}, {}, {}});
+        poster->present(AlbumPoster{second, kCover, QStringLiteral("Second"), {}, {}, {}, {}});
         QVERIFY(presented.wait(10000));
         QTest::qWait(300);
         QCOMPARE(presented.count(), 1);
         QScreen *screen = QGuiApplication::screens().first();
         const QPoint point = screen->geometry().center() - QPoint(0, screen->geometry().height() / 4);
         QTRY_COMPARE(rootPixel(point), kCover);
+    }
+
+    // The Nook keeps only a small copy of the cover; a poster drawn from it
+    // would be a blur on a large screen, so it decodes the original itself.
+    void drawsTheCoverAtTheScreensOwnSize()
+    {
+        QImage stripes(1200, 1200, QImage::Format_RGB32);
+        for (int x = 0; x < stripes.width(); ++x)
+            for (int y = 0; y < stripes.height(); ++y)
+                stripes.setPixel(x, y, x % 2 ? qRgb(255, 255, 255) : qRgb(0, 0, 0));
+        QByteArray png;
+        QBuffer buffer(&png);
+        buffer.open(QIODevice::WriteOnly);
+        QVERIFY(stripes.save(&buffer, "PNG"));
+        const QImage small = stripes.scaled(256, 256, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        AlbumPoster poster{small, Qt::black, QStringLiteral("Stripes"), {}, {}, png, QByteArray("stripes")};
+
+        const QImage drawn = AlbumPoster::image(poster, QSize(1200, 1200));
+        const int y = 100; // above the shade and the texts
+        int sharpSteps = 0;
+        for (int x = 500; x < 600; ++x)
+            sharpSteps += qAbs(qGray(drawn.pixel(x, y)) - qGray(drawn.pixel(x + 1, y))) > 200;
+        QVERIFY2(sharpSteps > 90, qPrintable(QStringLiteral("%1 of 100 stripes kept").arg(sharpSteps)));
     }
 
 private:

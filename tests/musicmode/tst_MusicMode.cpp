@@ -55,7 +55,7 @@ void run(MusicMode &mode, ManualClock &clock, const QStringList &script)
             if (!step.endsWith(u'?')) {
                 const QColor color = cover(album).pixelColor(0, 0);
                 playback.color = ArtworkAccentColor::RGB{color.redF(), color.greenF(), color.blueF()};
-                playback.poster = AlbumPoster{cover(album), color, step.left(2), {}, {}};
+                playback.poster = AlbumPoster{cover(album), color, step.left(2), {}, {}, {}, {}};
             }
         }
         mode.setPlayback(playback);
