@@ -49,12 +49,17 @@ set(TARNWICK_RUNTIME_DEPENDS
   qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtqml-workerscript
   qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtquick-shapes
   qml6-module-qtquick-layouts qml6-module-qtquick-controls qml6-module-qtquick-templates
+  qml6-module-qtmultimedia
+  # The camera mirror reaches webcams through GStreamer (V4L2 devices come
+  # with plugins-good) and saves snaps with plugins-bad's JPEG muxer.
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
   # The X11 platform plugin, and SVG for the themed tray icon
   qt6-qpa-plugins libqt6svg6
   # The text font and the icon glyphs of every view
   fonts-dejavu-core fonts-material-design-icons-iconfont)
 list(JOIN TARNWICK_RUNTIME_DEPENDS ", " CPACK_DEBIAN_PACKAGE_DEPENDS)
 # Previews of PDF and other documents in the tray come from the installed
-# thumbnailers; sending to a phone uses KDE Connect when it is there.
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "evince, kdeconnect")
+# thumbnailers; sending to a phone uses KDE Connect when it is there;
+# cameras that PipeWire offers need its GStreamer source.
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "evince, kdeconnect, gstreamer1.0-pipewire")
 include(CPack)
