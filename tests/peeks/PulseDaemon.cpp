@@ -184,19 +184,24 @@ QString PulseDaemon::startPipeWire()
             arguments << line.mid(first + 1).split(QLatin1Char(' '), Qt::SkipEmptyParts);
         }
         bool ok = false;
+        if (command == QLatin1String("set-default-sink")) {
+            // The default sink can only be set once pipewire-pulse and
+            // WirePlumber have seen the sink appear: until then the request
+            // is refused or forgotten, so ask again until it is taken.
+            QDeadlineTimer taken(10000);
+            for (;;) {
+                pactl(arguments, &ok);
+                if (ok && pactl({QStringLiteral("get-default-sink")}).trimmed().endsWith(arguments.last()))
+                    break;
+                if (taken.hasExpired())
+                    return QStringLiteral("pipewire-pulse never took: ") + line;
+                QThread::msleep(50);
+            }
+            continue;
+        }
         pactl(arguments, &ok);
         if (!ok)
             return QStringLiteral("pipewire-pulse refused: ") + line;
-        // The default sink can only be set once WirePlumber has seen the
-        // sink appear; wait for it to be taken.
-        if (command == QLatin1String("set-default-sink")) {
-            QDeadlineTimer taken(5000);
-            while (!pactl({QStringLiteral("get-default-sink")}).trimmed().endsWith(arguments.last())
-                   && !taken.hasExpired()) {
-                QThread::msleep(50);
-                pactl(arguments);
-            }
-        }
     }
     return {};
 }
