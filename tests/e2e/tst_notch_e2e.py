@@ -254,10 +254,12 @@ def only_files_dragged_over_the_notch_open_it(s, app):
     open(photo, "wb").write(b"\xff\xd8\xff")
     source = drag_to_the_notch(photo)
     s.wait_for(app.is_open, 10, "a file dragged onto the notch did not open it")
-    # Over the tray half of the open Nook, then let go.
-    for x, y in [(720, 60), (700, 70)]:
+    # Over the tray half of the open Nook, long enough for the drag's
+    # position messages and their answers to go round on a busy machine,
+    # then let go.
+    for x, y in [(720, 60), (700, 70), (702, 72), (704, 72)]:
         s.xdotool("mousemove", x, y)
-        time.sleep(0.2)
+        time.sleep(0.3)
     s.xdotool("mouseup", "1")
     assert source.stdout.readline().decode().strip() == "copied", "the Nook did not take the file"
 
