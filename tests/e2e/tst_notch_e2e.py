@@ -280,9 +280,10 @@ def a_file_dropped_for_a_device_reaches_it_through_kde_connect(s, app):
     time.sleep(1.0)
     assert app.is_open(), "the Nook closed while the user was choosing a device"
     # The paired device is the only one offered: its row is the first. The
-    # daemon is asked for its devices only now, so wait for the row to be
-    # drawn before clicking where it will be.
-    s.wait_for(lambda: s.pixel(600, 96) != "000000", 10, "the paired device was never offered")
+    # daemon is asked for its devices only now, and the drop's own choice
+    # ("Hold it here for later") covers the same spot until the chooser
+    # replaces it, so wait for the row's blue device badge before clicking.
+    s.wait_for(lambda: s.pixel(541, 82) == "0a84ff", 10, "the paired device was never offered")
     s.xdotool("mousemove", 600, 96, "click", "1")
     received = os.path.join(info["downloadsB"], "holiday photo.jpg")
     s.wait_for(lambda: os.path.exists(received) and os.path.getsize(received) == len(content), 30,

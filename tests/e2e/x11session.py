@@ -109,7 +109,8 @@ class X11Session:
 
     # --- looking and pointing -------------------------------------------
     def pixel(self, x, y):
-        out = self.run(["import", "-window", "root", "-crop", f"1x1+{x}+{y}", "txt:-"]).stdout
+        # Eight bits a channel: ImageMagick otherwise prints sixteen.
+        out = self.run(["import", "-window", "root", "-crop", f"1x1+{x}+{y}", "-depth", "8", "txt:-"]).stdout
         last = out.strip().splitlines()[-1]
         return last.split("#")[1][:6].lower()
 
