@@ -154,6 +154,11 @@ QString PulseDaemon::startPipeWire()
     if (m_busAddress.isEmpty())
         return QStringLiteral("dbus-daemon gave no address");
 
+    // A server that was killed leaves its sockets behind; waiting for the
+    // socket file below would then let WirePlumber start against a socket
+    // nobody listens on yet, and it gives up for good.
+    for (const char *leftover : {"pipewire-0", "pipewire-0.lock", "pipewire-0-manager", "pipewire-0-manager.lock"})
+        QFile::remove(m_dir.filePath(QString::fromLatin1(leftover)));
     QString error = launch(QStringLiteral("pipewire"), {});
     // The session manager and the PulseAudio server both need the core's
     // socket; they retry for a moment if it is not there yet.
@@ -193,8 +198,13 @@ QString PulseDaemon::startPipeWire()
                 pactl(arguments, &ok);
                 if (ok && pactl({QStringLiteral("get-default-sink")}).trimmed().endsWith(arguments.last()))
                     break;
-                if (taken.hasExpired())
-                    return QStringLiteral("pipewire-pulse never took: ") + line;
+                if (taken.hasExpired()) {
+                    QString gone;
+                    for (const auto &process : m_processes)
+                        if (process->state() != QProcess::Running)
+                            gone += QStringLiteral(" (%1 has exited)").arg(process->program());
+                    return QStringLiteral("pipewire-pulse never took: ") + line + gone;
+                }
                 QThread::msleep(50);
             }
             continue;
