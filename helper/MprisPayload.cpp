@@ -122,14 +122,16 @@ QVariantMap diff(const QVariantMap &before, const QVariantMap &now)
 
 int choose(const QList<PlayerSnapshot> &players)
 {
-    // Playing beats everything. Among the others, a player with a track
-    // beats an empty one: a browser or video player that was just opened
-    // must not push aside the music the user paused. Only then does the
-    // latest status change decide.
+    // Playing a track beats everything. Among the others, a player with a
+    // track beats an empty one: a browser or video player that was just
+    // opened must not push aside the music the user paused. Only then does
+    // the latest status change decide. "Playing" alone is not enough: mpv
+    // started without a file says so for a moment and may never take it back.
     auto rank = [](const PlayerSnapshot &p) {
-        const bool playing = p.playbackStatus == QLatin1String("Playing");
-        const bool titled = !joinedStrings(p.metadata.value(QStringLiteral("xesam:title"))).isEmpty();
-        return std::tuple(playing, titled, p.statusChangeOrder);
+        const bool hasTrack = !joinedStrings(p.metadata.value(QStringLiteral("xesam:title"))).isEmpty()
+            || !p.metadata.value(QStringLiteral("xesam:url")).toString().isEmpty();
+        const bool playing = hasTrack && p.playbackStatus == QLatin1String("Playing");
+        return std::tuple(playing, hasTrack, p.statusChangeOrder);
     };
     int best = -1;
     for (int i = 0; i < players.size(); ++i)

@@ -195,6 +195,8 @@ private Q_SLOTS:
             << QStringList{"a:Playing:5:A", "b:Playing:2:B"} << "a";
         QTest::newRow("paused music beats a newly opened idle player")
             << QStringList{"music:Paused:4:Song", "browser:Stopped:0"} << "music";
+        QTest::newRow("an empty player claiming to play does not take over")
+            << QStringList{"music:Paused:4:Song", "idle:Playing:9"} << "music";
         QTest::newRow("a track beats a later stop without one")
             << QStringList{"music:Paused:1:Song", "video:Stopped:9"} << "music";
         QTest::newRow("both titled: the latest change")
