@@ -354,18 +354,16 @@ VdirEventStore::VdirEventStore(Clock &clock, QString root, QStringList folders, 
     icalerror_set_errors_are_fatal(0);
     connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &VdirEventStore::pathChanged);
     connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &VdirEventStore::pathChanged);
-    // The first read: list everything now, parse now only when it is small.
+    // The first read lists the folders now and parses the files on a worker
+    // thread: a few thousand events, or one large subscribed calendar, would
+    // otherwise hold up the first paint of the panel.
     scanCollections();
     m_started = true;
     QStringList deferred;
     for (const auto &c : m_collections)
         rescan(*c, &deferred);
-    if (deferred.size() > kBackgroundThreshold) {
+    if (!deferred.isEmpty())
         loadInBackground(deferred);
-    } else {
-        for (const auto &c : m_collections)
-            rescan(*c);
-    }
 }
 
 VdirEventStore::~VdirEventStore()

@@ -46,12 +46,9 @@ public:
     QString problem() const override { return m_problem; }
 
     int calendarCount() const { return int(m_collections.size()); }
-    // True while a large store is still being read for the first time (in
-    // the background; changed() follows when it is done).
+    // True while the files are still being read for the first time (in the
+    // background; changed() follows when it is done).
     bool isLoading() const { return m_loader != nullptr; }
-    // Up to this many files are read at once when the store opens; more are
-    // read on a worker thread so that start-up does not wait for them.
-    static constexpr int kBackgroundThreshold = 256;
 
 private:
     struct Collection;

@@ -104,6 +104,12 @@ void tst_VdirEventStoreIntegration::init()
     copyTree(QStringLiteral(TARNWICK_CALENDAR_DATA), m_root);
 }
 
+// The files are parsed on a worker thread once the store opens.
+static bool loaded(const VdirEventStore &store)
+{
+    return QTest::qWaitFor([&] { return !store.isLoading(); }, 10000);
+}
+
 void tst_VdirEventStoreIntegration::readsRealWorldFiles_data()
 {
     QTest::addColumn<QDate>("day");
@@ -136,6 +142,7 @@ void tst_VdirEventStoreIntegration::readsRealWorldFiles()
 
     ManualClock clock(at(11, 16, 7));
     VdirEventStore store(clock, m_root, {}, berlin());
+    QVERIFY(loaded(store));
     CalendarAgenda agenda(store, clock, berlin());
     QCOMPARE(agenda.status(), CalendarAgenda::Status::Ready);
     agenda.select(QDateTime(day, QTime(0, 0), berlin()));
@@ -146,6 +153,9 @@ void tst_VdirEventStoreIntegration::marksBusyDaysFromFiles()
 {
     ManualClock clock(at(11, 16, 7));
     VdirEventStore store(clock, m_root, {}, berlin());
+    // Even a handful of files is parsed off the main thread.
+    QVERIFY(store.isLoading());
+    QVERIFY(loaded(store));
     CalendarAgenda agenda(store, clock, berlin());
     QList<int> busy;
     for (const QDate &d : agenda.busyDays())
@@ -168,6 +178,7 @@ void tst_VdirEventStoreIntegration::listsWritableCalendarsAndReadsExtraFolders()
     defaults.setValue(QString::fromLatin1(VdirEventStore::kFoldersKey), QStringList{synced});
     ManualClock clock(at(11, 16, 7));
     VdirEventStore store(clock, m_root, VdirEventStore::configuredFolders(defaults), berlin());
+    QVERIFY(loaded(store));
     QStringList titles;
     for (const auto &c : store.writableCalendars())
         titles.append(c.title);
@@ -226,6 +237,7 @@ void tst_VdirEventStoreIntegration::savedQuickAddsReadBack()
 
     ManualClock clock(at(11, 17, 8));
     VdirEventStore store(clock, m_root, {}, berlin());
+    QVERIFY(loaded(store));
     CalendarAgenda agenda(store, clock, berlin());
     const QuickEvent parsed = QuickEvent::parse(text, at(11, 17 + selected, 0), clock.now(), berlin());
     const QString personal = m_root + QStringLiteral("/personal");
@@ -237,6 +249,7 @@ void tst_VdirEventStoreIntegration::savedQuickAddsReadBack()
 
     // A store opened afresh on the same folders reads it back unchanged.
     VdirEventStore reread(clock, m_root, {}, berlin());
+    QVERIFY(loaded(reread));
     const auto found = reread.events(parsed.start.addDays(-1), parsed.start.addDays(2));
     auto it = std::find_if(found.begin(), found.end(), [&](const auto &e) { return e.title == parsed.title; });
     QVERIFY(it != found.end());
@@ -249,6 +262,7 @@ void tst_VdirEventStoreIntegration::seesChangesMadeByOtherPrograms()
 {
     ManualClock clock(at(11, 18, 7));
     VdirEventStore store(clock, m_root, {}, berlin());
+    QVERIFY(loaded(store));
     CalendarAgenda agenda(store, clock, berlin());
     QCOMPARE(describe(agenda.events()).first(), QStringLiteral("09:00-09:45 Dentist"));
 
@@ -281,6 +295,7 @@ void tst_VdirEventStoreIntegration::readOnlyFolderFailsAndLosesNothing()
     QVERIFY(QFile::setPermissions(work, QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup | QFileDevice::ExeGroup));
     ManualClock clock(at(11, 17, 7));
     VdirEventStore store(clock, m_root, {}, berlin());
+    QVERIFY(loaded(store));
     CalendarAgenda agenda(store, clock, berlin());
     const QStringList before = describe(agenda.events());
     const int files = icsCount(work);
@@ -357,6 +372,7 @@ void tst_VdirEventStoreIntegration::longRunningRulesExpandOnlyTheRange()
     write("hourly", "20141123T000500", "FREQ=HOURLY");
     ManualClock clock(at(11, 23, 9));
     VdirEventStore store(clock, m_dir->filePath(QStringLiteral("long/Calendars")), {}, berlin());
+    QVERIFY(loaded(store));
 
     QElapsedTimer timer;
     timer.start();
@@ -391,6 +407,7 @@ void tst_VdirEventStoreIntegration::anOversizedFileIsNotRead()
     write(QStringLiteral("huge"), QByteArray(5 * 1024 * 1024, 'x'));
     ManualClock clock(at(11, 23, 9));
     VdirEventStore store(clock, m_dir->filePath(QStringLiteral("sizes/Calendars")), {}, berlin());
+    QVERIFY(loaded(store));
     const auto events = store.events(at(11, 23, 0), at(11, 24, 0));
     QCOMPARE(events.size(), 1);
     QCOMPARE(events.first().title, QStringLiteral("small"));
