@@ -5,10 +5,12 @@
 #include "platform/X11Window.h"
 #include "tray/NookDropDelegate.h"
 
+#include <QAccessible>
 #include <QEnterEvent>
 #include <QElapsedTimer>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <QQuickItem>
 #include <QWheelEvent>
 #include <cstdio>
 
@@ -38,6 +40,18 @@ NotchPanel::NotchPanel(NotchWindowController &controller)
         connect(this, &QObject::destroyed, [frame, gap] {
             delete frame;
             delete gap;
+        });
+    }
+    // Diagnostics for keyboard use: what a screen reader would announce for
+    // each control that takes focus, on standard error.
+    if (qEnvironmentVariableIsSet("TARNWICK_FOCUS_LOG")) {
+        connect(this, &QQuickWindow::activeFocusItemChanged, this, [this] {
+            QQuickItem *item = activeFocusItem();
+            QAccessibleInterface *accessible = item ? QAccessible::queryAccessibleInterface(item) : nullptr;
+            const QString name = accessible ? accessible->text(QAccessible::Name) : QString();
+            std::fprintf(stderr, "tarnwick-focus: %s\n",
+                         qPrintable(item ? (name.isEmpty() ? QString::fromLatin1(item->metaObject()->className()) : name)
+                                         : QStringLiteral("(none)")));
         });
     }
 }

@@ -24,13 +24,20 @@ CENTRE_X = 756    # the screen's centre column
 class Tarnwick:
     def __init__(self, session):
         self.session = session
-        self.log = open(os.path.join(session.tmp, "tarnwick.log"), "w")
+        self.path = os.path.join(session.tmp, "tarnwick.log")
+        self.log = open(self.path, "w")
+        # The log names each control that takes keyboard focus.
+        session.env["TARNWICK_FOCUS_LOG"] = "1"
         self.proc = session.spawn([BINARY], stdout=self.log, stderr=subprocess.STDOUT)
         session.wait_for(lambda: session.window_geometry("Tarnwick") is not None, 10, "the panel never appeared")
         time.sleep(0.5)
 
     def is_open(self):
         return self.session.pixel(CENTRE_X, WALL_Y) == "000000"
+
+    def focused(self):
+        prefix = "tarnwick-focus: "
+        return [line[len(prefix):].strip() for line in open(self.path) if line.startswith(prefix)]
 
 
 def hover_opens_after_the_dwell_and_closes_after_leaving(s, app):
@@ -216,7 +223,15 @@ def a_shortcut_opens_the_nook_for_the_keyboard_and_escape_closes_it(s, app):
     s.wait_for(lambda: active_window(s) == "Tarnwick", 10, "the Nook did not get the keyboard")
     time.sleep(1.0)
     assert app.is_open(), "the Nook closed under a pointer that was elsewhere"
-    s.xdotool("key", "Tab", "Tab")
+    # Focus starts on the page's first control; Tab goes through the page's
+    # controls and its page dots and comes round again, Shift+Tab goes back.
+    # With nothing playing the page has only its Music mode button.
+    before = len(app.focused())
+    for key in ["Tab", "Tab", "Tab", "shift+Tab"]:
+        s.xdotool("key", key)
+        time.sleep(0.2)
+    visited = app.focused()[before - 1:]
+    assert visited == ["Music mode", "Now Playing", "Tray", "Music mode", "Tray"], f"focus went {visited}"
     assert app.is_open() and active_window(s) == "Tarnwick", "Tab left the Nook"
     assert_still_a_dock(s, "with the keyboard")
     s.xdotool("key", "Escape")

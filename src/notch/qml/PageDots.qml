@@ -30,15 +30,27 @@ Row {
             onClicked: dots.model.show(modelData)
             Behavior on width { NumberAnimation { duration: 180; easing.type: Easing.OutCubic } }
 
-            background: Rectangle {
-                anchors.centerIn: parent
-                width: dot.width
-                height: 7
-                radius: 3.5
-                color: dot.current ? NookStyle.primaryText
-                     : dot.hovered ? NookStyle.secondaryText : NookStyle.tertiaryText
-                border.width: dot.visualFocus ? 1 : 0
-                border.color: NookStyle.focusRing
+            background: Item {
+                Rectangle {
+                    anchors.centerIn: parent
+                    width: dot.width
+                    height: 7
+                    radius: 3.5
+                    color: dot.current ? NookStyle.primaryText
+                         : dot.hovered ? NookStyle.secondaryText : NookStyle.tertiaryText
+                }
+                // A ring around the capsule: a border on something seven
+                // pixels high would be lost.
+                Rectangle {
+                    anchors.centerIn: parent
+                    visible: dot.visualFocus
+                    width: dot.width + 6
+                    height: 13
+                    radius: 6.5
+                    color: "transparent"
+                    border.width: 1.5
+                    border.color: NookStyle.focusRing
+                }
             }
         }
     }
