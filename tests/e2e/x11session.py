@@ -6,6 +6,7 @@ import shutil
 import subprocess
 import tempfile
 import time
+import traceback
 
 REQUIRED = {
     "Xvfb": "xvfb", "openbox": "openbox", "xcompmgr": "xcompmgr", "hsetroot": "hsetroot",
@@ -140,3 +141,35 @@ class X11Session:
         if len(values) < 4:
             return None
         return (values["Absolute upper-left X"], values["Absolute upper-left Y"], values["Width"], values["Height"])
+
+
+def run_scenarios(scenarios):
+    """Runs (name, desktop, test) scenarios, each on a desktop of its own:
+    `desktop` holds X11Session's options (and "wallpaper"), test(session)
+    sets up what else it needs and checks. Prints one line per scenario and
+    what Tarnwick logged for a failing one; returns the exit status.
+    TARNWICK_E2E_ONLY=word runs only the scenarios whose name holds it."""
+    only = os.environ.get("TARNWICK_E2E_ONLY", "")
+    passed = failed = 0
+    for name, desktop, test in scenarios:
+        if only not in name:
+            continue
+        started = time.monotonic()
+        options = dict(desktop)
+        wallpaper = options.pop("wallpaper", True)
+        session = X11Session(**options)
+        try:
+            test(session.start(wallpaper=wallpaper))
+            passed += 1
+            print(f"PASS   {name} ({time.monotonic() - started:.1f} s)", flush=True)
+        except Exception:
+            failed += 1
+            print(f"FAIL!  {name}")
+            traceback.print_exc()
+            log = os.path.join(session.tmp, "tarnwick.log")
+            if os.path.exists(log):
+                print("tarnwick said:\n" + open(log).read(), flush=True)
+        finally:
+            session.stop()
+    print(f"{passed} passed, {failed} failed")
+    return 1 if failed else 0

@@ -12,12 +12,10 @@ import signal
 import struct
 import subprocess
 import sys
-import time
-import traceback
 import wave
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
-from x11session import X11Session  # noqa: E402
+from x11session import run_scenarios  # noqa: E402
 
 BINARY = os.path.abspath(sys.argv[1])
 HELPER = os.path.abspath(sys.argv[2])
@@ -122,30 +120,14 @@ TESTS = [a_polite_quit_gives_the_users_accent_back_before_exit,
          the_next_start_after_a_crash_gives_the_users_accent_back]
 
 
-def main():
-    require()
-    passed = failed = 0
-    for test in TESTS:
-        session = X11Session().start(wallpaper=False)
+def scenario(test):
+    def run(session):
         session.start_buses()
         prepare(session)
-        started = time.monotonic()
-        try:
-            test(session)
-            passed += 1
-            print(f"PASS   {test.__name__} ({time.monotonic() - started:.1f} s)")
-        except Exception:
-            failed += 1
-            print(f"FAIL!  {test.__name__}")
-            traceback.print_exc()
-            log = os.path.join(session.tmp, "tarnwick.log")
-            if os.path.exists(log):
-                print("tarnwick said:\n" + open(log).read())
-        finally:
-            session.stop()
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
+        test(session)
+    return test.__name__, {"wallpaper": False}, run
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    require()
+    sys.exit(run_scenarios([scenario(test) for test in TESTS]))
