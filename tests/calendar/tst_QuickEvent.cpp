@@ -116,7 +116,6 @@ void tst_QuickEvent::parsesTypedLines_data()
     row("Mon", 0, "Dinner tonight", "Dinner", "2026-11-16 20:00", "21:00");
     row("Mon", 0, "Dinner tonight at 8", "Dinner", "2026-11-16 20:00", "21:00");
     row("Mon", 0, "Call mom in 2 hours", "Call mom", "2026-11-16");
-    row("Mon", 0, "Review in 30 minutes", "Review", "2026-11-16");
     row("Mon", 0, "Trip in 3 days", "Trip", "2026-11-19");
     row("Mon", 0, "Follow up in 2 weeks", "Follow up", "2026-11-30");
     row("Mon", 0, "Report due next friday", "Report due", "2026-11-27");
@@ -133,7 +132,6 @@ void tst_QuickEvent::parsesTypedLines_data()
     row("Mon", 0, "Flight 14 November 2027", "Flight", "2027-11-14");
     row("Mon", 0, "Flight 14th of November", "Flight", "2027-11-14");
     row("Mon", 0, "Conference 2026-11-14", "Conference", "2026-11-14");
-    row("Mon", 0, "Board meeting 2027-01-15", "Board meeting", "2027-01-15");
     row("Mon", 0, "Call 5/12 3pm", "Call", "2027-05-12 15:00", "16:00");
     row("Mon", 0, "Release 1/15", "Release", "2027-01-15");
     row("Mon", 0, "Release 11/30/26", "Release", "2026-11-30");
@@ -185,11 +183,7 @@ void tst_QuickEvent::parsesTypedLines_data()
     row("Mon", 0, "Lunch with Sam tmrw at 1pm", "Lunch with Sam tmrw", "2026-11-16 13:00", "14:00");
     row("Mon", 0, "DENTIST FRIDAY 2PM", "DENTIST", "2026-11-20 14:00", "15:00");
     row("Mon", 0, "breakfast meeting tomorrow", "breakfast meeting", "2026-11-17");
-    row("Mon", 3, "Standup at 9:30", "Standup", "2026-11-19 09:30", "10:30");
-    row("Mon", 3, "Call at 4:15", "Call", "2026-11-19 16:15", "17:15");
-    row("Mon", 3, "Call at 04:15", "Call", "2026-11-19 04:15", "05:15");
-    row("Mon", 3, "Review 2pm", "Review", "2026-11-19 14:00", "15:00");
-    row("Mon", 3, "Write report", "Write report", "2026-11-19 09:00", "10:00");
+    // Times on another selected day are checked at many typing times below.
     row("Mon", 3, "Lunch tomorrow", "Lunch", "2026-11-17");
     row("Mon", -1, "Write report", "Write report", "2026-11-15 09:00", "10:00");
 
@@ -221,8 +215,6 @@ void tst_QuickEvent::parsesTypedLines_data()
     row("FriEve", 0, "Drinks at 7", "Drinks", "2026-11-20 19:00", "20:00");
     row("FriEve", 0, "Breakfast at 8", "Breakfast", "2026-11-20 20:00", "21:00");
     row("FriEve", 0, "Standup at 9:30", "Standup", "2026-11-20 21:30", "22:30");
-    row("FriEve", 3, "Standup at 9:30", "Standup", "2026-11-23 09:30", "10:30");
-    row("FriEve", 3, "Call at 3:00", "Call", "2026-11-23 15:00", "16:00");
     row("FriEve", 0, "Dentist friday", "Dentist", "2026-11-20");
     row("FriEve", 0, "Dentist next friday", "Dentist", "2026-11-27");
     row("FriEve", 0, "Sync friday 10:00", "Sync", "2026-11-20 10:00", "11:00");
@@ -231,7 +223,6 @@ void tst_QuickEvent::parsesTypedLines_data()
     row("FriEve", 0, "Movie tonight", "Movie", "2026-11-20 20:00", "21:00");
     row("FriEve", 0, "Movie tonight at 9:15", "Movie", "2026-11-20 21:15", "22:15");
     row("FriEve", 0, "Write report", "Write report", "2026-11-20 19:00", "20:00");
-    row("FriEve", 1, "Write report", "Write report", "2026-11-21 09:00", "10:00");
     row("FriEve", 0, "Review 2pm", "Review", "2026-11-20 14:00", "15:00");
     row("FriEve", 0, "Lunch Monday", "Lunch", "2026-11-23");
     row("FriEve", 0, "Lunch this Monday", "Lunch", "2026-11-23");
@@ -263,9 +254,6 @@ void tst_QuickEvent::parsesTypedLines_data()
     row("Sun23:30", 0, "Sync this week", "Sync", "2026-11-22");
     row("Sun23:30", 0, "Sync next week", "Sync", "2026-11-23");
     row("Sun23:30", 0, "Lunch tomorrow at noon", "Lunch", "2026-11-23 12:00", "13:00");
-    row("Sun23:30", 1, "Call at 3:00", "Call", "2026-11-23 15:00", "16:00");
-    row("Sun23:30", 1, "Review 2pm", "Review", "2026-11-23 14:00", "15:00");
-    row("Sun23:30", 1, "Write report", "Write report", "2026-11-23 09:00", "10:00");
 
     // New Year's Eve.
     row("Dec31", 0, "Brunch jan 1", "Brunch", "2027-01-01");
@@ -285,7 +273,6 @@ void tst_QuickEvent::parsesTypedLines_data()
     row("Dec31", 0, "Ski trip 2027-01-10", "Ski trip", "2027-01-10");
     row("Dec31", 0, "Leap day feb 29", "Leap day", "2028-02-29");
     row("Dec31", 0, "Write report", "Write report", "2026-12-31 11:00", "12:00");
-    row("Dec31", 1, "Write report", "Write report", "2027-01-01 09:00", "10:00");
     row("Dec31", 0, "Party in 3 days", "Party", "2027-01-03");
 
     // Daylight saving. 02:30 on 28 March 2027 never happens: the first time

@@ -77,7 +77,7 @@ private Q_SLOTS:
     void savedQuickAddsReadBack();
     void seesChangesMadeByOtherPrograms();
     void readOnlyFolderFailsAndLosesNothing();
-    void refreshOverFiveThousandEvents();
+    void readsALargeStoreInTheBackground();
     void longRunningRulesExpandOnlyTheRange();
     void anOversizedFileIsNotRead();
 
@@ -310,7 +310,7 @@ void tst_VdirEventStoreIntegration::readOnlyFolderFailsAndLosesNothing()
     QVERIFY(QFile::setPermissions(work, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
 }
 
-void tst_VdirEventStoreIntegration::refreshOverFiveThousandEvents()
+void tst_VdirEventStoreIntegration::readsALargeStoreInTheBackground()
 {
     const QString big = m_dir->filePath(QStringLiteral("big/Calendars/bulk"));
     QVERIFY(QDir().mkpath(big));
@@ -326,31 +326,17 @@ void tst_VdirEventStoreIntegration::refreshOverFiveThousandEvents()
                     .toUtf8());
     }
     ManualClock clock(at(6, 15, 9));
-    QElapsedTimer load;
-    load.start();
     VdirEventStore store(clock, m_dir->filePath(QStringLiteral("big/Calendars")), {}, berlin());
-    const qint64 openMs = load.elapsed();
     // A store this big is read in the background: opening does not wait.
     QVERIFY(store.isLoading());
     CalendarAgenda agenda(store, clock, berlin());
     QVERIFY(agenda.events().isEmpty());
     QSignalSpy changed(&store, &EventStore::changed);
     QVERIFY(changed.wait(30000));
-    const qint64 loadMs = load.elapsed();
     QVERIFY(!store.isLoading());
     QVERIFY(!agenda.events().isEmpty());
     const auto all = store.events(at(1, 1, 0), QDateTime(QDate(2030, 1, 1), QTime(0, 0), berlin()));
     QCOMPARE(all.size(), 5000);
-    std::vector<qint64> samples;
-    for (int i = 0; i < 20; ++i) {
-        QElapsedTimer t;
-        t.start();
-        agenda.refresh();
-        samples.push_back(t.nsecsElapsed());
-    }
-    std::sort(samples.begin(), samples.end());
-    qInfo("5000 events: opened in %lld ms, read in the background by %lld ms, agenda refresh median %.2f ms", openMs, loadMs,
-          samples[samples.size() / 2] / 1e6);
 }
 
 void tst_VdirEventStoreIntegration::longRunningRulesExpandOnlyTheRange()

@@ -12,7 +12,6 @@
 
 #include <QBuffer>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QImage>
 #include <QProcess>
@@ -243,13 +242,10 @@ private Q_SLOTS:
         const QColor before = service.accentColorValue();
         service.start();
         QTRY_COMPARE_WITH_TIMEOUT(service.title(), QStringLiteral("Blue Hour"), 15000);
-        QElapsedTimer shown;
-        shown.start();
+        // The wait before looking is the service's, timed on its clock in
+        // its own test; here only the cover's arrival counts.
         QVERIFY(!service.hasArtwork());
         QTRY_VERIFY_WITH_TIMEOUT(service.hasArtwork(), 10000);
-        const qint64 after = shown.elapsed();
-        qInfo("cover shown %lld ms after the title", after);
-        QVERIFY2(after >= 900 && after < 4000, qPrintable(QString::number(after)));
         QCOMPARE(service.artwork().pixelColor(0, 0), kBlue);
         const QColor accent = service.accentColorValue();
         QVERIFY(accent != before);

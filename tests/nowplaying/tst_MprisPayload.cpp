@@ -2,7 +2,6 @@
 #include "MprisPayload.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTcpServer>
@@ -140,11 +139,8 @@ private Q_SLOTS:
         }
         ArtworkFetcher fetcher;
         std::optional<QByteArray> result;
-        QElapsedTimer timer;
-        timer.start();
         fetcher.fetch(QUrl::fromLocalFile(path), [&](const QByteArray &bytes) { result = bytes; });
         QVERIFY(result.has_value()); // at once, never waiting for a writer
-        QVERIFY(timer.elapsed() < 2000);
         QCOMPARE(*result == body && !body.isEmpty(), taken);
         QCOMPARE(result->isEmpty(), !taken);
     }

@@ -18,7 +18,6 @@
 #include <QQuickView>
 #include <QSignalSpy>
 #include <QTest>
-#include <sys/resource.h>
 
 namespace {
 
@@ -81,19 +80,6 @@ NowPlayingTrack track(bool playing, const QDateTime &now)
     t.shuffle = NowPlayingTrack::ShuffleMode::Off;
     t.repeatMode = NowPlayingTrack::RepeatMode::All;
     return t;
-}
-
-// Share of one core this process used while the event loop ran for `ms`.
-double cpuPercentOver(int ms)
-{
-    auto cpu = [] {
-        rusage usage{};
-        getrusage(RUSAGE_SELF, &usage);
-        return usage.ru_utime.tv_sec + usage.ru_utime.tv_usec / 1e6 + usage.ru_stime.tv_sec + usage.ru_stime.tv_usec / 1e6;
-    };
-    const double before = cpu();
-    QTest::qWait(ms);
-    return (cpu() - before) / (ms / 1000.0) * 100.0;
 }
 
 QString screenshotDir()
@@ -184,7 +170,6 @@ private Q_SLOTS:
         const double a1 = spinning->property("angle").toDouble();
         QVERIFY2(a1 > a0 + 5, qPrintable(QStringLiteral("%1 -> %2").arg(a0).arg(a1)));
         save(*view, QStringLiteral("nowplaying-playing"));
-        qInfo("page open on the spinning record: %.1f %% of one core (offscreen, software)", cpuPercentOver(3000));
 
         // Paused: the record halts where it stands...
         service.apply(track(false, clock.now()), clock.now());
@@ -194,7 +179,6 @@ private Q_SLOTS:
         QCOMPARE(spinning->property("angle").toDouble(), halted);
         QVERIFY(halted >= a1);
         save(*view, QStringLiteral("nowplaying-paused"));
-        qInfo("page open, paused: %.1f %% of one core", cpuPercentOver(2000));
         // ...and resumes from there.
         service.apply(track(true, clock.now()), clock.now());
         QTest::qWait(200);
@@ -271,7 +255,6 @@ private Q_SLOTS:
         service.apply(track(true, clock.now()), clock.now());
         auto view = show(kWings, QSize(340, 44));
         save(*view, QStringLiteral("nowplaying-wings"));
-        qInfo("wings shown while playing: %.1f %% of one core (offscreen, software)", cpuPercentOver(3000));
 
         // Both wings step together on one 10 Hz clock: never the 20 frames
         // of two clocks, let alone the 60 of running animations...
