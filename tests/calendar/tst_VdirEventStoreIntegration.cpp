@@ -1,3 +1,5 @@
+#include "CalendarTestEvents.h"
+
 #include "calendar/CalendarAgenda.h"
 #include "calendar/QuickEvent.h"
 #include "calendar/VdirEventStore.h"
@@ -16,12 +18,6 @@
 #include <algorithm>
 
 namespace {
-
-const QTimeZone &berlin()
-{
-    static const QTimeZone zone("Europe/Berlin");
-    return zone;
-}
 
 QDateTime at(int month, int day, int hour, int minute = 0)
 {
