@@ -1,3 +1,4 @@
+#include "CalendarTestEvents.h"
 #include "FakeEventStore.h"
 
 #include "calendar/CalendarAgenda.h"
@@ -12,26 +13,9 @@
 
 namespace {
 
-const QTimeZone &berlin()
-{
-    static const QTimeZone zone("Europe/Berlin");
-    return zone;
-}
-
 QDateTime at(int month, int day, int hour, int minute = 0)
 {
     return QDateTime(QDate(2026, month, day), QTime(hour, minute), berlin());
-}
-
-EventStore::Event makeEvent(const QString &title, const QDateTime &start, const QDateTime &end, bool allDay = false)
-{
-    EventStore::Event e;
-    e.id = title;
-    e.title = title;
-    e.start = start;
-    e.end = end;
-    e.isAllDay = allDay;
-    return e;
 }
 
 QStringList titles(const QList<AgendaEvent> &events)

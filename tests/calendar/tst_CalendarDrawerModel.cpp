@@ -1,3 +1,4 @@
+#include "CalendarTestEvents.h"
 #include "FakeEventStore.h"
 
 #include "calendar/CalendarDrawerModel.h"
@@ -7,12 +8,6 @@
 #include <QTest>
 
 namespace {
-
-const QTimeZone &berlin()
-{
-    static const QTimeZone zone("Europe/Berlin");
-    return zone;
-}
 
 QDateTime at(int day, int hour, int minute = 0)
 {
@@ -140,12 +135,7 @@ void tst_CalendarDrawerModel::accessPanelFollowsStatus()
 void tst_CalendarDrawerModel::ticksEachMinuteOnlyWhileShown()
 {
     FakeEventStore store;
-    EventStore::Event e;
-    e.id = QStringLiteral("standup");
-    e.title = QStringLiteral("Standup");
-    e.start = at(16, 9);
-    e.end = at(16, 9, 15);
-    store.stored = {e};
+    store.stored = {makeEvent(QStringLiteral("Standup"), at(16, 9), at(16, 9, 15))};
     ManualClock clock(at(16, 9, 13).addSecs(30));
     CalendarAgenda agenda(store, clock, berlin());
     CalendarDrawerModel drawer;
@@ -209,11 +199,7 @@ void tst_CalendarDrawerModel::returnSavesOrShowsTheFailure()
 void tst_CalendarDrawerModel::stripShowsNineteenDaysAroundTheSelection()
 {
     FakeEventStore store;
-    EventStore::Event e;
-    e.title = QStringLiteral("Late");
-    e.start = at(18, 23);
-    e.end = at(19, 1);
-    store.stored = {e};
+    store.stored = {makeEvent(QStringLiteral("Late"), at(18, 23), at(19, 1))};
     ManualClock clock(at(16, 9));
     CalendarAgenda agenda(store, clock, berlin());
     CalendarDrawerModel drawer;

@@ -1,3 +1,4 @@
+#include "CalendarTestEvents.h"
 #include "FakeEventStore.h"
 
 #include "app/NookSettings.h"
@@ -22,27 +23,9 @@ Q_IMPORT_QML_PLUGIN(TarnwickPlugin)
 
 namespace {
 
-const QTimeZone &berlin()
-{
-    static const QTimeZone zone("Europe/Berlin");
-    return zone;
-}
-
 QDateTime at(int day, int hour, int minute = 0)
 {
     return QDateTime(QDate(2026, 11, day), QTime(hour, minute), berlin());
-}
-
-EventStore::Event makeEvent(const QString &title, const QDateTime &start, const QDateTime &end, QColor color, bool allDay = false)
-{
-    EventStore::Event e;
-    e.id = title;
-    e.title = title;
-    e.start = start;
-    e.end = end;
-    e.isAllDay = allDay;
-    e.color = color;
-    return e;
 }
 
 void typeText(QWindow *window, const char *text)
@@ -110,15 +93,15 @@ void tst_CalendarDrawerView::init()
     m_model = std::make_unique<NotchViewModel>(NotchGeometry(QSizeF(185, 32), true, QRectF(0, 0, 1512, 982)), *m_settings, *m_clock);
     m_store = std::make_unique<FakeEventStore>();
     const QColor work(0xff, 0x95, 0x00), home(0x30, 0xd1, 0x58), team(0x0a, 0x84, 0xff);
-    EventStore::Event review = makeEvent(QStringLiteral("Design review"), at(16, 9), at(16, 9, 45), team);
+    EventStore::Event review = makeEvent(QStringLiteral("Design review"), at(16, 9), at(16, 9, 45), false, team);
     review.notes = QStringLiteral("Join Zoom Meeting https://acme.zoom.us/j/84512345678");
-    EventStore::Event sync = makeEvent(QStringLiteral("Sync with Tokyo office"), at(16, 10, 30), at(16, 11), work);
+    EventStore::Event sync = makeEvent(QStringLiteral("Sync with Tokyo office"), at(16, 10, 30), at(16, 11), false, work);
     sync.url = QUrl(QStringLiteral("https://meet.google.com/abc-defg-hij"));
-    m_store->stored = {makeEvent(QStringLiteral("Zoë's birthday"), at(16, 0), at(17, 0), home, true), review, sync,
-                       makeEvent(QStringLiteral("Lunch with Sam"), at(16, 13), at(16, 14), home),
-                       makeEvent(QStringLiteral("Dentist"), at(18, 9), at(18, 9, 45), home),
-                       makeEvent(QStringLiteral("Lisbon trip"), at(21, 0), at(24, 0), home, true),
-                       makeEvent(QStringLiteral("Retro"), at(12, 15), at(12, 16), work)};
+    m_store->stored = {makeEvent(QStringLiteral("Zoë's birthday"), at(16, 0), at(17, 0), true, home), review, sync,
+                       makeEvent(QStringLiteral("Lunch with Sam"), at(16, 13), at(16, 14), false, home),
+                       makeEvent(QStringLiteral("Dentist"), at(18, 9), at(18, 9, 45), false, home),
+                       makeEvent(QStringLiteral("Lisbon trip"), at(21, 0), at(24, 0), true, home),
+                       makeEvent(QStringLiteral("Retro"), at(12, 15), at(12, 16), false, work)};
     m_agenda = std::make_unique<CalendarAgenda>(*m_store, *m_clock, berlin());
     CalendarAgenda::setInstance(m_agenda.get());
 }

@@ -1,3 +1,5 @@
+#include "CalendarTestEvents.h"
+
 #include "calendar/DateDetector.h"
 #include "calendar/QuickEvent.h"
 
@@ -6,12 +8,6 @@
 
 
 namespace {
-
-const QTimeZone &berlin()
-{
-    static const QTimeZone zone("Europe/Berlin");
-    return zone;
-}
 
 // Reference moments, all in Berlin.
 QDateTime reference(const QString &key)

@@ -1,3 +1,5 @@
+#include "CalendarTestEvents.h"
+
 #include "calendar/CalendarAgenda.h"
 #include "calendar/QuickEvent.h"
 #include "calendar/VdirEventStore.h"
@@ -16,12 +18,6 @@
 #include <algorithm>
 
 namespace {
-
-const QTimeZone &berlin()
-{
-    static const QTimeZone zone("Europe/Berlin");
-    return zone;
-}
 
 QDateTime at(int month, int day, int hour, int minute = 0)
 {
@@ -217,15 +213,11 @@ void tst_VdirEventStoreIntegration::savedQuickAddsReadBack_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("selected");
-    QTest::newRow("tomorrow at 1pm") << "Lunch with Sam tomorrow at 1pm" << 0;
-    QTest::newRow("all-day friday") << "Dentist friday" << 0;
-    QTest::newRow("all-day tomorrow") << "Lunch with Sam tomorrow" << 0;
-    QTest::newRow("time on today") << "Standup at 9:30" << 0;
-    QTest::newRow("bare hour on thursday") << "Call at 3:00" << 2;
-    QTest::newRow("pm on thursday") << "Review 2pm" << 2;
-    QTest::newRow("at 6") << "Gym at 6" << 0;
-    QTest::newRow("no date today") << "Write report" << 0;
-    QTest::newRow("no date thursday") << "Write report" << 2;
+    // The store sees a title, a start, an end and the all-day flag; how the
+    // sentence was phrased is the detector's business and tested there.
+    QTest::newRow("timed") << "Lunch with Sam tomorrow at 1pm" << 0;
+    QTest::newRow("all day") << "Dentist friday" << 0;
+    QTest::newRow("no date on another day") << "Write report" << 2;
     QTest::newRow("range over midnight") << "Night shift 11pm-7am" << 0;
     QTest::newRow("non-ASCII title") << "Geburtstag 🎂 tomorrow" << 0;
 }

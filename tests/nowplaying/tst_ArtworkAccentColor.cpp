@@ -152,9 +152,6 @@ private Q_SLOTS:
     {
         QImage image = fieldWithPatch(QColor(128, 128, 128), QColor(210, 30, 40), 0.2, 112);
         // A quarter of the rows nearly transparent: left out.
-        for (int y = 0; y < 28; ++y)
-            for (int x = 0; x < 112; ++x)
-                image.setPixel(x, y, qRgba(255, 0, 0, 200));
         image = image.convertToFormat(QImage::Format_ARGB32);
         for (int y = 0; y < 28; ++y)
             for (int x = 0; x < 112; ++x)

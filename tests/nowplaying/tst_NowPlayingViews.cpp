@@ -256,15 +256,11 @@ private Q_SLOTS:
         auto view = show(kWings, QSize(340, 44));
         save(*view, QStringLiteral("nowplaying-wings"));
 
-        // Both wings step together on one 10 Hz clock: never the 20 frames
-        // of two clocks, let alone the 60 of running animations...
-        QSignalSpy frames(view.get(), &QQuickWindow::frameSwapped);
-        QTest::qWait(1000);
-        QVERIFY2(frames.count() > 3 && frames.count() <= 14, qPrintable(QString::number(frames.count())));
-        // ...and nothing is drawn once the music pauses.
+        // Nothing is drawn once the music pauses. How often the wings draw
+        // while it plays is a rate, measured by bench/media_cpu.py.
         service.apply(track(false, clock.now()), clock.now());
         QTest::qWait(300);
-        frames.clear();
+        QSignalSpy frames(view.get(), &QQuickWindow::frameSwapped);
         QTest::qWait(500);
         QCOMPARE(frames.count(), 0);
     }

@@ -3,7 +3,6 @@
 #include "tray/ThumbnailCache.h"
 #include "tray/ThumbnailerEntry.h"
 
-#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -11,29 +10,10 @@
 
 namespace {
 
-// A one-page PDF whose page is white with a large red square.
+// A white page with a large red square.
 QByteArray redSquarePdf()
 {
-    const QByteArray stream = "1 0 0 rg 20 20 160 160 re f";
-    const QList<QByteArray> objects{
-        "<< /Type /Catalog /Pages 2 0 R >>",
-        "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] /Contents 4 0 R >>",
-        "<< /Length " + QByteArray::number(stream.size()) + " >>\nstream\n" + stream + "\nendstream",
-    };
-    QByteArray pdf = "%PDF-1.4\n";
-    QList<qsizetype> offsets;
-    for (qsizetype i = 0; i < objects.size(); ++i) {
-        offsets.append(pdf.size());
-        pdf += QByteArray::number(i + 1) + " 0 obj\n" + objects.at(i) + "\nendobj\n";
-    }
-    const qsizetype xref = pdf.size();
-    pdf += "xref\n0 " + QByteArray::number(objects.size() + 1) + "\n0000000000 65535 f \n";
-    for (qsizetype offset : offsets)
-        pdf += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
-    pdf += "trailer\n<< /Size " + QByteArray::number(objects.size() + 1) + " /Root 1 0 R >>\nstartxref\n"
-        + QByteArray::number(xref) + "\n%%EOF\n";
-    return pdf;
+    return onePagePdf("1 0 0 rg 20 20 160 160 re f");
 }
 
 } // namespace
@@ -89,11 +69,9 @@ private Q_SLOTS:
             ThumbnailerEntry::parse("[Thumbnailer Entry]\nExec=/bin/sleep 30 %o\nMimeType=application/pdf;\n");
         ThumbnailCache cache({m_dir.filePath(QStringLiteral("thumbnails-slow")), {hanging}, 0.5});
         QSignalSpy finished(&cache, &ThumbnailCache::requestFinished);
-        QElapsedTimer timer;
-        timer.start();
         cache.load(QUrl::fromLocalFile(file));
+        // The thumbnailer would sleep for 30 s; the answer comes long before.
         QVERIFY(finished.wait(10000));
-        QVERIFY(timer.elapsed() < 5000);
         QVERIFY(!finished.first().at(1).toBool());
     }
 };

@@ -38,31 +38,12 @@ QImage scene(int seed)
     return image;
 }
 
-QByteArray pdfPage(QByteArray drawing)
-{
-    const QList<QByteArray> objects{
-        "<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 420 595] /Contents 4 0 R >>",
-        "<< /Length " + QByteArray::number(drawing.size()) + " >>\nstream\n" + drawing + "\nendstream"};
-    QByteArray pdf = "%PDF-1.4\n";
-    QList<qsizetype> offsets;
-    for (qsizetype i = 0; i < objects.size(); ++i) {
-        offsets.append(pdf.size());
-        pdf += QByteArray::number(i + 1) + " 0 obj\n" + objects.at(i) + "\nendobj\n";
-    }
-    const qsizetype xref = pdf.size();
-    pdf += "xref\n0 5\n0000000000 65535 f \n";
-    for (qsizetype o : offsets)
-        pdf += QByteArray::number(o).rightJustified(10, '0') + " 00000 n \n";
-    return pdf + "trailer\n<< /Size 5 /Root 1 0 R >>\nstartxref\n" + QByteArray::number(xref) + "\n%%EOF\n";
-}
-
 QByteArray documentPdf()
 {
     QByteArray d = "0.15 0.35 0.75 rg 40 500 340 50 re f 0.6 0.6 0.65 rg";
     for (int i = 0; i < 14; ++i)
         d += " 40 " + QByteArray::number(460 - i * 28) + " " + QByteArray::number(340 - (i % 3) * 60) + " 10 re f";
-    return pdfPage(d);
+    return onePagePdf(d, "0 0 420 595");
 }
 
 } // namespace
@@ -161,84 +142,73 @@ private Q_SLOTS:
         ThumbnailCache::setInstance(nullptr);
     }
 
-    void emptyTrayInvitesADrop()
+    // Each state of the page: which of its parts show. Rows run in order
+    // on one view, as a person would move through them.
+    void showsEachState_data()
     {
-        settle();
-        QVERIFY(shows("dropZone"));
-        QVERIFY(!shows("clearButton"));
-        QVERIFY(!shows("grid"));
-        QVERIFY(grabScreen(*m_view, QStringLiteral("tray-empty")));
-        m_view->rootObject()->setProperty("dropTargeted", true);
-        QVERIFY(grabScreen(*m_view, QStringLiteral("tray-drop-targeted")));
-        m_view->rootObject()->setProperty("dropTargeted", false);
+        QTest::addColumn<TraySource>("source");
+        QTest::addColumn<bool>("filled"); // the tray holds the prepared files
+        QTest::addColumn<bool>("dropTargeted");
+        QTest::addColumn<bool>("downloadsGone");
+        QTest::addColumn<QStringList>("shown"); // of dropZone, clearButton, grid, feedMessage
+
+        using S = TraySource;
+        QTest::newRow("tray-empty") << S::Dropped << false << false << false << QStringList{"dropZone"};
+        QTest::newRow("tray-drop-targeted") << S::Dropped << false << true << false << QStringList{"dropZone"};
+        QTest::newRow("tray-items") << S::Dropped << true << false << false << QStringList{"clearButton", "grid"};
+        QTest::newRow("tray-downloads") << S::Downloads << true << false << false << QStringList{"grid"};
+        QTest::newRow("tray-recent") << S::Recent << true << false << false << QStringList{"grid"};
+        QTest::newRow("tray-denied") << S::Downloads << true << false << true << QStringList{"feedMessage"};
     }
 
-    void trayWithFiles()
+    void showsEachState()
     {
-        QList<QUrl> urls;
-        for (const QString &f : std::as_const(m_trayFiles))
-            urls.append(QUrl::fromLocalFile(f));
-        QVERIFY(m_store->add(urls));
+        QFETCH(TraySource, source);
+        QFETCH(bool, filled);
+        QFETCH(bool, dropTargeted);
+        QFETCH(bool, downloadsGone);
+        QFETCH(QStringList, shown);
+
+        const QString downloads = home(QStringLiteral("Downloads"));
+        if (downloadsGone)
+            QVERIFY(QDir().rename(downloads, downloads + QStringLiteral(".away")));
+        if (filled && m_store->isEmpty()) {
+            QList<QUrl> urls;
+            for (const QString &f : std::as_const(m_trayFiles))
+                urls.append(QUrl::fromLocalFile(f));
+            QVERIFY(m_store->add(urls));
+        }
+        m_store->setSource(source);
+        if (downloadsGone)
+            m_feeds->refreshDownloads();
+        m_view->rootObject()->setProperty("dropTargeted", dropTargeted);
         settle();
-        QVERIFY(shows("grid"));
-        QVERIFY(shows("clearButton"));
-        QVERIFY(!shows("dropZone"));
-        QCOMPARE(find("grid")->property("count").toInt(), m_trayFiles.size());
-        QVERIFY(m_thumbnails->hasThumbnail(QUrl::fromLocalFile(m_trayFiles.first())));
-        QVERIFY(grabScreen(*m_view, QStringLiteral("tray-items")));
+
+        for (const char *part : {"dropZone", "clearButton", "grid", "feedMessage"})
+            QVERIFY2(shows(part) == shown.contains(QLatin1String(part)), part);
+        if (shown.contains(QStringLiteral("clearButton")))
+            QCOMPARE(find("grid")->property("count").toInt(), m_trayFiles.size());
+        if (filled)
+            QVERIFY(m_thumbnails->hasThumbnail(QUrl::fromLocalFile(m_trayFiles.first())));
+        if (downloadsGone) {
+            QCOMPARE(find("feedMessage")->property("title").toString(), QStringLiteral("Tarnwick can't see your Downloads"));
+            QCOMPARE(find("feedMessage")->property("symbol").toString(), QStringLiteral("lock"));
+        }
+        QVERIFY(grabScreen(*m_view, QString::fromLatin1(QTest::currentDataTag())));
+        m_view->rootObject()->setProperty("dropTargeted", false);
+        if (downloadsGone)
+            QVERIFY(QDir().rename(downloads + QStringLiteral(".away"), downloads));
     }
 
     void appearingAgainForgetsDeletedFiles()
     {
+        m_store->setSource(TraySource::Dropped);
+        const int before = m_store->count();
         const QString doomed = home(QStringLiteral("Downloads/setup-notes.txt"));
         QVERIFY(QFile::remove(doomed));
         m_view->rootObject()->setProperty("active", false);
         m_view->rootObject()->setProperty("active", true);
-        QCOMPARE(m_store->count(), m_trayFiles.size() - 1);
-        QVERIFY(writeFile(doomed, "back"));
-    }
-
-    void downloadsFeed()
-    {
-        m_store->setSource(TraySource::Downloads);
-        settle();
-        QVERIFY(shows("grid"));
-        QVERIFY(!shows("clearButton"));
-        QVERIFY(grabScreen(*m_view, QStringLiteral("tray-downloads")));
-    }
-
-    void recentFeed()
-    {
-        m_store->setSource(TraySource::Recent);
-        settle();
-        QVERIFY(shows("grid"));
-        QVERIFY(grabScreen(*m_view, QStringLiteral("tray-recent")));
-    }
-
-    void deniedDownloads()
-    {
-        // A second feed service whose Downloads is a file, not a folder.
-        QVERIFY(writeFile(home(QStringLiteral("NotAFolder")), "x"));
-        FileFeeds denied(*m_thumbnails, m_clock, {home(QStringLiteral("NotAFolder")), QString(), m_home.path()});
-        FileFeeds::setInstance(&denied);
-        m_store->setSource(TraySource::Downloads);
-        QQuickView view;
-        QmlModule::prepare(*view.engine());
-        ThumbnailCache::registerImageProvider(*view.engine());
-        view.setColor(Qt::black);
-        view.setResizeMode(QQuickView::SizeRootObjectToView);
-        view.setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/TrayPageView.qml")));
-        view.resize(530, 120);
-        view.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view));
-        QTRY_COMPARE(denied.downloadsStatus(), FileFeeds::Status::Denied);
-        auto *message = view.rootObject()->findChild<QQuickItem *>(QStringLiteral("feedMessage"));
-        QVERIFY(message && message->isVisible());
-        QCOMPARE(message->property("title").toString(), QStringLiteral("Tarnwick can't see your Downloads"));
-        QCOMPARE(message->property("symbol").toString(), QStringLiteral("lock"));
-        QVERIFY(!view.rootObject()->findChild<QQuickItem *>(QStringLiteral("grid"))->isVisible());
-        QVERIFY(grabScreen(view, QStringLiteral("tray-denied")));
-        FileFeeds::setInstance(m_feeds.get());
+        QCOMPARE(m_store->count(), before - 1);
     }
 };
 

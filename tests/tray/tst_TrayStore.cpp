@@ -41,13 +41,6 @@ private Q_SLOTS:
         QVERIFY(QFile::link(path(QStringLiteral("a.txt")), path(QStringLiteral("link.txt"))));
     }
 
-    void startsEmptyOnTheDroppedSource()
-    {
-        Fixture f(path(QStringLiteral("cache")));
-        QVERIFY(f.store.isEmpty());
-        QCOMPARE(f.store.source(), TraySource::Dropped);
-    }
-
     void add_data()
     {
         QTest::addColumn<Urls>("first");
