@@ -192,7 +192,7 @@ def typing_takes_the_keyboard_and_gives_it_back(s, app):
     s.move(CENTRE_X, 80)
     time.sleep(0.2)
     s.move(1012, 80)
-    time.sleep(0.8)
+    s.wait_for(lambda: s.pixel(1150, 130) == "141414", 10, "the calendar drawer did not come out")
     assert active() == "editor", "the panel took the keyboard before anyone typed"
     s.xdotool("mousemove", 1150, 130, "click", "1")
     s.wait_for(lambda: active() == "Tarnwick", 10, "clicking the field did not give it the keyboard")
