@@ -22,6 +22,33 @@ QString plain(QString s)
     return s.replace(QChar(0x202F), QLatin1Char(' '));
 }
 
+using Auth = EventStore::Authorization;
+
+// The store is filled before the agenda first reads it.
+FakeEventStore &seeded(FakeEventStore &store, const QList<EventStore::Event> &events, Auth auth)
+{
+    store.stored = events;
+    store.authorization = auth;
+    return store;
+}
+
+// A drawer over an agenda over a fake store, with the clock at `now`.
+struct Drawer
+{
+    explicit Drawer(const QDateTime &now, const QList<EventStore::Event> &events = {}, Auth auth = Auth::FullAccess,
+                    const QLocale &locale = english)
+        : clock(now)
+        , agenda(seeded(store, events, auth), clock, berlin())
+    {
+        drawer.setLocale(locale);
+        drawer.setAgenda(&agenda);
+    }
+    FakeEventStore store;
+    ManualClock clock;
+    CalendarAgenda agenda;
+    CalendarDrawerModel drawer;
+};
+
 } // namespace
 
 class tst_CalendarDrawerModel : public QObject
@@ -29,283 +56,236 @@ class tst_CalendarDrawerModel : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void rowDetail_data();
-    void rowDetail();
-    void readBack_data();
-    void readBack();
-    void accessPanelFollowsStatus_data();
-    void accessPanelFollowsStatus();
-    void ticksEachMinuteOnlyWhileShown();
-    void returnSavesOrShowsTheFailure();
-    void stripShowsNineteenDaysAroundTheSelection();
-    void weekdayNamesInEveryLocale_data();
-    void weekdayNamesInEveryLocale();
-    void stripCountsCalendarDays();
-    void stripDragProjectsAFlick_data();
-    void stripDragProjectsAFlick();
+    void rowDetail_data()
+    {
+        QTest::addColumn<QDateTime>("start");
+        QTest::addColumn<QDateTime>("end");
+        QTest::addColumn<bool>("allDay");
+        QTest::addColumn<bool>("isToday");
+        QTest::addColumn<QString>("detail");
+
+        // Now is 9:30 on the 16th.
+        QTest::newRow("all day") << at(16, 0) << at(17, 0) << true << true << "All day";
+        QTest::newRow("ongoing") << at(16, 9) << at(16, 10) << false << true << "Now · until 10:00 AM";
+        QTest::newRow("in 90 minutes") << at(16, 11) << at(16, 12) << false << true << "11:00 AM–12:00 PM · in 1 h 30 min";
+        QTest::newRow("in exactly 2 hours") << at(16, 11, 30) << at(16, 12) << false << true << "11:30 AM–12:00 PM · in 2 h";
+        QTest::newRow("in 59 minutes and change") << at(16, 10, 29) << at(16, 11) << false << true << "10:29 AM–11:00 AM · in 59 min";
+        QTest::newRow("starts now") << at(16, 9, 30) << at(16, 10) << false << true << "Now · until 10:00 AM";
+        QTest::newRow("another day: only times") << at(17, 9) << at(17, 10) << false << false << "9:00 AM–10:00 AM";
+        QTest::newRow("ongoing on another day's list") << at(16, 9) << at(16, 10) << false << false << "9:00 AM–10:00 AM";
+    }
+
+    void rowDetail()
+    {
+        QFETCH(QDateTime, start);
+        QFETCH(QDateTime, end);
+        QFETCH(bool, allDay);
+        QFETCH(bool, isToday);
+        QFETCH(QString, detail);
+        AgendaEvent e;
+        e.title = QStringLiteral("E");
+        e.start = start;
+        e.end = end;
+        e.isAllDay = allDay;
+        QCOMPARE(plain(CalendarDrawerModel::detail(e, at(16, 9, 30), isToday, english, berlin())), detail);
+    }
+
+    void readBack_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("timed") << "Lunch with Sam tomorrow at 1pm" << "Lunch with Sam, Tue 17 Nov, 1:00 PM–2:00 PM";
+        QTest::newRow("all day") << "Dentist friday" << "Dentist, Fri 20 Nov, all day";
+        QTest::newRow("empty title") << "" << "Type an event, then press Return";
+    }
+
+    void readBack()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, line);
+        QuickEvent e = QuickEvent::parse(text, at(16, 0), at(16, 9), berlin());
+        if (text.isEmpty())
+            QVERIFY(e.title.isEmpty());
+        QCOMPARE(plain(CalendarDrawerModel::readBackText(e, english, berlin())), line);
+    }
+
+    void accessPanelFollowsStatus_data()
+    {
+        QTest::addColumn<int>("authorization");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<bool>("list");
+        QTest::addColumn<bool>("quickAdd");
+
+        QTest::newRow("ready") << int(EventStore::Authorization::FullAccess) << "" << "" << true << true;
+        QTest::newRow("never asked") << int(EventStore::Authorization::NotDetermined) << "See your days at a glance" << "Continue" << false << false;
+        QTest::newRow("denied") << int(EventStore::Authorization::Denied) << "Calendar access is off" << "" << false << false;
+    }
+
+    void accessPanelFollowsStatus()
+    {
+        QFETCH(int, authorization);
+        QFETCH(QString, title);
+        QFETCH(QString, button);
+        QFETCH(bool, list);
+        QFETCH(bool, quickAdd);
+        const Drawer f(at(16, 9), {}, Auth(authorization));
+        QCOMPARE(f.drawer.accessTitle(), title);
+        QCOMPARE(f.drawer.accessButton(), button);
+        QCOMPARE(f.drawer.showsList(), list);
+        QCOMPARE(f.drawer.showsQuickAdd(), quickAdd);
+        if (authorization == int(Auth::NotDetermined))
+            QVERIFY(f.drawer.accessText().endsWith(QStringLiteral("Nothing leaves your computer.")));
+    }
+
+    void ticksEachMinuteOnlyWhileShown()
+    {
+        Drawer f(at(16, 9, 13).addSecs(30), {makeEvent(QStringLiteral("Standup"), at(16, 9), at(16, 9, 15))});
+        auto &[store, clock, agenda, drawer] = f;
+        const int idle = clock.pendingCount(); // the agenda's midnight wake-up
+        QCOMPARE(idle, 1);
+
+        drawer.setActive(true);
+        QCOMPARE(clock.pendingCount(), idle + 1);
+        QCOMPARE(plain(drawer.rows().first().toMap().value(QStringLiteral("detail")).toString()), QStringLiteral("Now · until 9:15 AM"));
+        QSignalSpy now(&drawer, &CalendarDrawerModel::nowChanged);
+        clock.advance(30); // 9:14:00
+        QCOMPARE(now.count(), 1);
+        clock.advance(60); // 9:15:00: the standup is over and leaves today's list
+        QCOMPARE(now.count(), 2);
+        QVERIFY(drawer.rows().isEmpty());
+        QCOMPARE(drawer.emptyText(), QStringLiteral("Nothing for today"));
+
+        drawer.setActive(false);
+        QCOMPARE(clock.pendingCount(), idle);
+        clock.advance(600);
+        QCOMPARE(now.count(), 2);
+    }
+
+    void returnSavesOrShowsTheFailure()
+    {
+        Drawer f(at(16, 9));
+        auto &[store, clock, agenda, drawer] = f;
+        QSignalSpy readBack(&drawer, &CalendarDrawerModel::readBackChanged);
+
+        drawer.setText(QStringLiteral("Lunch with Sam tomorrow at 1pm"));
+        QCOMPARE(readBack.count(), 1);
+        QCOMPARE(plain(drawer.readBack()), QStringLiteral("Lunch with Sam, Tue 17 Nov, 1:00 PM–2:00 PM"));
+
+        store.failWith = QStringLiteral("The calendar folder /x is read-only.");
+        QVERIFY(!drawer.submit());
+        QCOMPARE(drawer.error(), QStringLiteral("Couldn't add it: The calendar folder /x is read-only."));
+        QCOMPARE(drawer.text(), QStringLiteral("Lunch with Sam tomorrow at 1pm"));
+        QCOMPARE(agenda.selectedDay(), at(16, 0));
+
+        store.failWith.clear();
+        QVERIFY(drawer.submit());
+        QCOMPARE(drawer.error(), QString());
+        QCOMPARE(drawer.text(), QString());
+        QCOMPARE(drawer.readBack(), QString());
+        QCOMPARE(agenda.selectedDay(), at(17, 0));
+        QCOMPARE(store.saved.size(), 1);
+        QCOMPARE(store.saved.first().first.start, at(17, 13));
+        QCOMPARE(drawer.headerTitle(), QStringLiteral("Tomorrow"));
+        // A blank line saves nothing.
+        drawer.setText(QStringLiteral("   "));
+        QVERIFY(!drawer.submit());
+        QCOMPARE(store.saved.size(), 1);
+    }
+
+    void stripShowsNineteenDaysAroundTheSelection()
+    {
+        const Drawer f(at(16, 9), {makeEvent(QStringLiteral("Late"), at(18, 23), at(19, 1))});
+        const QVariantList days = f.drawer.days();
+        QCOMPARE(days.size(), 19);
+        QCOMPARE(days.first().toMap().value(QStringLiteral("day")).toDateTime(), at(7, 0));
+        QCOMPARE(days.last().toMap().value(QStringLiteral("day")).toDateTime(), at(25, 0));
+        QVERIFY(days.at(9).toMap().value(QStringLiteral("isSelected")).toBool());
+        QVERIFY(days.at(9).toMap().value(QStringLiteral("isToday")).toBool());
+        QStringList busy;
+        for (const QVariant &d : days) {
+            if (d.toMap().value(QStringLiteral("isBusy")).toBool())
+                busy.append(d.toMap().value(QStringLiteral("number")).toString());
+        }
+        QCOMPARE(busy, (QStringList{QStringLiteral("18"), QStringLiteral("19")}));
+        QCOMPARE(days.at(9).toMap().value(QStringLiteral("weekday")).toString(), QStringLiteral("M"));
+    }
+
+    void weekdayNamesInEveryLocale_data()
+    {
+        QTest::addColumn<QLocale>("locale");
+        QTest::addColumn<QString>("letters"); // Monday 16 to Sunday 22
+        QTest::addColumn<QString>("header");  // Wednesday 18, seen on the 16th
+
+        // The C locale (LANG=C.UTF-8) names weekdays by digits.
+        QTest::newRow("C") << QLocale::c() << "MTWTFSS" << "Wednesday";
+        QTest::newRow("en_US") << english << "MTWTFSS" << "Wednesday";
+        QTest::newRow("de_DE") << QLocale(QLocale::German, QLocale::Germany) << "MDMDFSS" << "Mittwoch";
+    }
+
+    void weekdayNamesInEveryLocale()
+    {
+        QFETCH(QLocale, locale);
+        QFETCH(QString, letters);
+        QFETCH(QString, header);
+
+        Drawer f(at(16, 9), {}, Auth::FullAccess, locale);
+        QString shown;
+        const QVariantList days = f.drawer.days();
+        for (int i = 9; i < 16; ++i) // the selected day (today) sits in the middle
+            shown += days.at(i).toMap().value(QStringLiteral("weekday")).toString();
+        QCOMPARE(shown, letters);
+        f.drawer.selectDay(at(18, 0));
+        QCOMPARE(f.drawer.headerTitle(), header);
+    }
+
+    void stripCountsCalendarDays()
+    {
+        const Drawer f(at(16, 9));
+        // Across the night the clocks go back (25 hours) and within one day.
+        const QDateTime saturday(QDate(2026, 10, 24), QTime(0, 0), berlin());
+        QCOMPARE(f.drawer.daysBetween(saturday, saturday.addDays(2)), 2);
+        QCOMPARE(f.drawer.daysBetween(saturday.addDays(2), saturday), -2);
+        QCOMPARE(f.drawer.daysBetween(at(16, 0), at(16, 23, 59)), 0);
+    }
+
+    void stripDragProjectsAFlick_data()
+    {
+        QTest::addColumn<double>("step"); // points per 16 ms frame
+        QTest::addColumn<int>("frames");
+        QTest::addColumn<double>("pause"); // seconds held still before letting go
+        QTest::addColumn<int>("days");
+
+        // -82 points moving at 125 pt/s carry on about 62 points: 3.6 days.
+        QTest::newRow("slow drag carries on") << -2.0 << 41 << 0.0 << 3;
+        QTest::newRow("same drag, held before release") << -2.0 << 41 << 0.2 << 2;
+        // -40 points at 400 pt/s (over the last tenth of a second) carry on ~200.
+        QTest::newRow("quick flick goes further") << -8.0 << 5 << 0.0 << 5;
+        QTest::newRow("flick back in time") << 8.0 << 5 << 0.0 << -5;
+        QTest::newRow("short nudge") << 3.0 << 3 << 0.3 << 0;
+    }
+
+    void stripDragProjectsAFlick()
+    {
+        QFETCH(double, step);
+        QFETCH(int, frames);
+        QFETCH(double, pause);
+        QFETCH(int, days);
+        Drawer f(at(16, 9));
+        auto &[store, clock, agenda, drawer] = f;
+        double t = 0;
+        for (int i = 0; i < frames; ++i) {
+            t += step;
+            drawer.dragStrip(t);
+            clock.advance(0.016);
+        }
+        QCOMPARE(agenda.stripOffset(), t);
+        clock.advance(pause);
+        drawer.endStripDrag(t);
+        QCOMPARE(agenda.selectedDay(), at(16 + days, 0));
+        QCOMPARE(agenda.stripOffset(), 0.0);
+    }
 };
-
-void tst_CalendarDrawerModel::rowDetail_data()
-{
-    QTest::addColumn<QDateTime>("start");
-    QTest::addColumn<QDateTime>("end");
-    QTest::addColumn<bool>("allDay");
-    QTest::addColumn<bool>("isToday");
-    QTest::addColumn<QString>("detail");
-
-    // Now is 9:30 on the 16th.
-    QTest::newRow("all day") << at(16, 0) << at(17, 0) << true << true << "All day";
-    QTest::newRow("ongoing") << at(16, 9) << at(16, 10) << false << true << "Now · until 10:00 AM";
-    QTest::newRow("in 90 minutes") << at(16, 11) << at(16, 12) << false << true << "11:00 AM–12:00 PM · in 1 h 30 min";
-    QTest::newRow("in exactly 2 hours") << at(16, 11, 30) << at(16, 12) << false << true << "11:30 AM–12:00 PM · in 2 h";
-    QTest::newRow("in 59 minutes and change") << at(16, 10, 29) << at(16, 11) << false << true << "10:29 AM–11:00 AM · in 59 min";
-    QTest::newRow("starts now") << at(16, 9, 30) << at(16, 10) << false << true << "Now · until 10:00 AM";
-    QTest::newRow("another day: only times") << at(17, 9) << at(17, 10) << false << false << "9:00 AM–10:00 AM";
-    QTest::newRow("ongoing on another day's list") << at(16, 9) << at(16, 10) << false << false << "9:00 AM–10:00 AM";
-}
-
-void tst_CalendarDrawerModel::rowDetail()
-{
-    QFETCH(QDateTime, start);
-    QFETCH(QDateTime, end);
-    QFETCH(bool, allDay);
-    QFETCH(bool, isToday);
-    QFETCH(QString, detail);
-    AgendaEvent e;
-    e.title = QStringLiteral("E");
-    e.start = start;
-    e.end = end;
-    e.isAllDay = allDay;
-    QCOMPARE(plain(CalendarDrawerModel::detail(e, at(16, 9, 30), isToday, english, berlin())), detail);
-}
-
-void tst_CalendarDrawerModel::readBack_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("line");
-    QTest::newRow("timed") << "Lunch with Sam tomorrow at 1pm" << "Lunch with Sam, Tue 17 Nov, 1:00 PM–2:00 PM";
-    QTest::newRow("all day") << "Dentist friday" << "Dentist, Fri 20 Nov, all day";
-    QTest::newRow("empty title") << "" << "Type an event, then press Return";
-}
-
-void tst_CalendarDrawerModel::readBack()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, line);
-    QuickEvent e = QuickEvent::parse(text, at(16, 0), at(16, 9), berlin());
-    if (text.isEmpty())
-        QVERIFY(e.title.isEmpty());
-    QCOMPARE(plain(CalendarDrawerModel::readBackText(e, english, berlin())), line);
-}
-
-void tst_CalendarDrawerModel::accessPanelFollowsStatus_data()
-{
-    QTest::addColumn<int>("authorization");
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("button");
-    QTest::addColumn<bool>("list");
-    QTest::addColumn<bool>("quickAdd");
-
-    QTest::newRow("ready") << int(EventStore::Authorization::FullAccess) << "" << "" << true << true;
-    QTest::newRow("never asked") << int(EventStore::Authorization::NotDetermined) << "See your days at a glance" << "Continue" << false << false;
-    QTest::newRow("denied") << int(EventStore::Authorization::Denied) << "Calendar access is off" << "" << false << false;
-}
-
-void tst_CalendarDrawerModel::accessPanelFollowsStatus()
-{
-    QFETCH(int, authorization);
-    QFETCH(QString, title);
-    QFETCH(QString, button);
-    QFETCH(bool, list);
-    QFETCH(bool, quickAdd);
-    FakeEventStore store;
-    store.authorization = EventStore::Authorization(authorization);
-    ManualClock clock(at(16, 9));
-    CalendarAgenda agenda(store, clock, berlin());
-    CalendarDrawerModel drawer;
-    drawer.setAgenda(&agenda);
-    QCOMPARE(drawer.accessTitle(), title);
-    QCOMPARE(drawer.accessButton(), button);
-    QCOMPARE(drawer.showsList(), list);
-    QCOMPARE(drawer.showsQuickAdd(), quickAdd);
-    if (authorization == int(EventStore::Authorization::NotDetermined))
-        QVERIFY(drawer.accessText().endsWith(QStringLiteral("Nothing leaves your computer.")));
-}
-
-void tst_CalendarDrawerModel::ticksEachMinuteOnlyWhileShown()
-{
-    FakeEventStore store;
-    store.stored = {makeEvent(QStringLiteral("Standup"), at(16, 9), at(16, 9, 15))};
-    ManualClock clock(at(16, 9, 13).addSecs(30));
-    CalendarAgenda agenda(store, clock, berlin());
-    CalendarDrawerModel drawer;
-    drawer.setLocale(english);
-    drawer.setAgenda(&agenda);
-    const int idle = clock.pendingCount(); // the agenda's midnight wake-up
-    QCOMPARE(idle, 1);
-
-    drawer.setActive(true);
-    QCOMPARE(clock.pendingCount(), idle + 1);
-    QCOMPARE(plain(drawer.rows().first().toMap().value(QStringLiteral("detail")).toString()), QStringLiteral("Now · until 9:15 AM"));
-    QSignalSpy now(&drawer, &CalendarDrawerModel::nowChanged);
-    clock.advance(30); // 9:14:00
-    QCOMPARE(now.count(), 1);
-    clock.advance(60); // 9:15:00: the standup is over and leaves today's list
-    QCOMPARE(now.count(), 2);
-    QVERIFY(drawer.rows().isEmpty());
-    QCOMPARE(drawer.emptyText(), QStringLiteral("Nothing for today"));
-
-    drawer.setActive(false);
-    QCOMPARE(clock.pendingCount(), idle);
-    clock.advance(600);
-    QCOMPARE(now.count(), 2);
-}
-
-void tst_CalendarDrawerModel::returnSavesOrShowsTheFailure()
-{
-    FakeEventStore store;
-    ManualClock clock(at(16, 9));
-    CalendarAgenda agenda(store, clock, berlin());
-    CalendarDrawerModel drawer;
-    drawer.setLocale(english);
-    drawer.setAgenda(&agenda);
-    QSignalSpy readBack(&drawer, &CalendarDrawerModel::readBackChanged);
-
-    drawer.setText(QStringLiteral("Lunch with Sam tomorrow at 1pm"));
-    QCOMPARE(readBack.count(), 1);
-    QCOMPARE(plain(drawer.readBack()), QStringLiteral("Lunch with Sam, Tue 17 Nov, 1:00 PM–2:00 PM"));
-
-    store.failWith = QStringLiteral("The calendar folder /x is read-only.");
-    QVERIFY(!drawer.submit());
-    QCOMPARE(drawer.error(), QStringLiteral("Couldn't add it: The calendar folder /x is read-only."));
-    QCOMPARE(drawer.text(), QStringLiteral("Lunch with Sam tomorrow at 1pm"));
-    QCOMPARE(agenda.selectedDay(), at(16, 0));
-
-    store.failWith.clear();
-    QVERIFY(drawer.submit());
-    QCOMPARE(drawer.error(), QString());
-    QCOMPARE(drawer.text(), QString());
-    QCOMPARE(drawer.readBack(), QString());
-    QCOMPARE(agenda.selectedDay(), at(17, 0));
-    QCOMPARE(store.saved.size(), 1);
-    QCOMPARE(store.saved.first().first.start, at(17, 13));
-    QCOMPARE(drawer.headerTitle(), QStringLiteral("Tomorrow"));
-    // A blank line saves nothing.
-    drawer.setText(QStringLiteral("   "));
-    QVERIFY(!drawer.submit());
-    QCOMPARE(store.saved.size(), 1);
-}
-
-void tst_CalendarDrawerModel::stripShowsNineteenDaysAroundTheSelection()
-{
-    FakeEventStore store;
-    store.stored = {makeEvent(QStringLiteral("Late"), at(18, 23), at(19, 1))};
-    ManualClock clock(at(16, 9));
-    CalendarAgenda agenda(store, clock, berlin());
-    CalendarDrawerModel drawer;
-    drawer.setLocale(english);
-    drawer.setAgenda(&agenda);
-    const QVariantList days = drawer.days();
-    QCOMPARE(days.size(), 19);
-    QCOMPARE(days.first().toMap().value(QStringLiteral("day")).toDateTime(), at(7, 0));
-    QCOMPARE(days.last().toMap().value(QStringLiteral("day")).toDateTime(), at(25, 0));
-    QVERIFY(days.at(9).toMap().value(QStringLiteral("isSelected")).toBool());
-    QVERIFY(days.at(9).toMap().value(QStringLiteral("isToday")).toBool());
-    QStringList busy;
-    for (const QVariant &d : days) {
-        if (d.toMap().value(QStringLiteral("isBusy")).toBool())
-            busy.append(d.toMap().value(QStringLiteral("number")).toString());
-    }
-    QCOMPARE(busy, (QStringList{QStringLiteral("18"), QStringLiteral("19")}));
-    QCOMPARE(days.at(9).toMap().value(QStringLiteral("weekday")).toString(), QStringLiteral("M"));
-}
-
-void tst_CalendarDrawerModel::weekdayNamesInEveryLocale_data()
-{
-    QTest::addColumn<QLocale>("locale");
-    QTest::addColumn<QString>("letters"); // Monday 16 to Sunday 22
-    QTest::addColumn<QString>("header");  // Wednesday 18, seen on the 16th
-
-    // The C locale (LANG=C.UTF-8) names weekdays by digits.
-    QTest::newRow("C") << QLocale::c() << "MTWTFSS" << "Wednesday";
-    QTest::newRow("en_US") << english << "MTWTFSS" << "Wednesday";
-    QTest::newRow("de_DE") << QLocale(QLocale::German, QLocale::Germany) << "MDMDFSS" << "Mittwoch";
-}
-
-void tst_CalendarDrawerModel::weekdayNamesInEveryLocale()
-{
-    QFETCH(QLocale, locale);
-    QFETCH(QString, letters);
-    QFETCH(QString, header);
-
-    FakeEventStore store;
-    ManualClock clock(at(16, 9));
-    CalendarAgenda agenda(store, clock, berlin());
-    CalendarDrawerModel drawer;
-    drawer.setLocale(locale);
-    drawer.setAgenda(&agenda);
-    QString shown;
-    const QVariantList days = drawer.days();
-    for (int i = 9; i < 16; ++i) // the selected day (today) sits in the middle
-        shown += days.at(i).toMap().value(QStringLiteral("weekday")).toString();
-    QCOMPARE(shown, letters);
-    drawer.selectDay(at(18, 0));
-    QCOMPARE(drawer.headerTitle(), header);
-}
-
-void tst_CalendarDrawerModel::stripCountsCalendarDays()
-{
-    FakeEventStore store;
-    ManualClock clock(at(16, 9));
-    CalendarAgenda agenda(store, clock, berlin());
-    CalendarDrawerModel drawer;
-    drawer.setAgenda(&agenda);
-    // Across the night the clocks go back (25 hours) and within one day.
-    const QDateTime saturday(QDate(2026, 10, 24), QTime(0, 0), berlin());
-    QCOMPARE(drawer.daysBetween(saturday, saturday.addDays(2)), 2);
-    QCOMPARE(drawer.daysBetween(saturday.addDays(2), saturday), -2);
-    QCOMPARE(drawer.daysBetween(at(16, 0), at(16, 23, 59)), 0);
-}
-
-void tst_CalendarDrawerModel::stripDragProjectsAFlick_data()
-{
-    QTest::addColumn<double>("step"); // points per 16 ms frame
-    QTest::addColumn<int>("frames");
-    QTest::addColumn<double>("pause"); // seconds held still before letting go
-    QTest::addColumn<int>("days");
-
-    // -82 points moving at 125 pt/s carry on about 62 points: 3.6 days.
-    QTest::newRow("slow drag carries on") << -2.0 << 41 << 0.0 << 3;
-    QTest::newRow("same drag, held before release") << -2.0 << 41 << 0.2 << 2;
-    // -40 points at 400 pt/s (over the last tenth of a second) carry on ~200.
-    QTest::newRow("quick flick goes further") << -8.0 << 5 << 0.0 << 5;
-    QTest::newRow("flick back in time") << 8.0 << 5 << 0.0 << -5;
-    QTest::newRow("short nudge") << 3.0 << 3 << 0.3 << 0;
-}
-
-void tst_CalendarDrawerModel::stripDragProjectsAFlick()
-{
-    QFETCH(double, step);
-    QFETCH(int, frames);
-    QFETCH(double, pause);
-    QFETCH(int, days);
-    FakeEventStore store;
-    ManualClock clock(at(16, 9));
-    CalendarAgenda agenda(store, clock, berlin());
-    CalendarDrawerModel drawer;
-    drawer.setAgenda(&agenda);
-    double t = 0;
-    for (int i = 0; i < frames; ++i) {
-        t += step;
-        drawer.dragStrip(t);
-        clock.advance(0.016);
-    }
-    QCOMPARE(agenda.stripOffset(), t);
-    clock.advance(pause);
-    drawer.endStripDrag(t);
-    QCOMPARE(agenda.selectedDay(), at(16 + days, 0));
-    QCOMPARE(agenda.stripOffset(), 0.0);
-}
 
 QTEST_GUILESS_MAIN(tst_CalendarDrawerModel)
 #include "tst_CalendarDrawerModel.moc"

@@ -80,30 +80,23 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("script");
         QTest::addColumn<QStringList>("shown");
 
-        QTest::newRow("the album look comes after the settle")
-            << true << QStringList{"A1", "wait 0.14"} << QStringList{};
-        QTest::newRow("settled") << true << QStringList{"A1", "wait 0.15"} << QStringList{"A1"};
-        QTest::newRow("a cover in time brings the album look")
-            << true << QStringList{"A1?", "wait 2.9", "A1", "wait 0.15", "wait 5"} << QStringList{"A1"};
-        QTest::newRow("three seconds without a cover bring the original back")
-            << true << QStringList{"A1", "wait 0.15", "B1?", "wait 2.9"} << QStringList{"A1"};
-        QTest::newRow("and after the settle it is back")
-            << true << QStringList{"A1", "wait 0.15", "B1?", "wait 3.2"} << QStringList{"A1", "-"};
-        QTest::newRow("a pause returns the original after the settle")
-            << true << QStringList{"A1", "wait 0.15", "A1|", "wait 0.15"} << QStringList{"A1", "-"};
-        QTest::newRow("a short pause changes nothing")
-            << true << QStringList{"A1", "wait 0.15", "A1|", "wait 0.1", "A1", "wait 2"} << QStringList{"A1"};
-        QTest::newRow("skipping through albums shows only the last")
-            << true << QStringList{"A1", "wait 0.1", "B1", "wait 0.1", "C1", "wait 0.15"} << QStringList{"C1"};
-        QTest::newRow("the same cover waits longer")
-            << true << QStringList{"A1", "wait 0.15", "A2", "wait 0.9"} << QStringList{"A1"};
-        QTest::newRow("and then changes")
-            << true << QStringList{"A1", "wait 0.15", "A2", "wait 1"} << QStringList{"A1", "A2"};
-        QTest::newRow("switched off, nothing happens") << false << QStringList{"A1", "wait 5", ""} << QStringList{};
-        QTest::newRow("switching on shows the album at once") << false << QStringList{"A1", "toggle"}
-                                                               << QStringList{"A1"};
-        QTest::newRow("switching off puts the original back at once")
-            << true << QStringList{"A1", "wait 0.15", "toggle"} << QStringList{"A1", "-"};
+        const auto row = [](const char *name, bool on, const QStringList &script, const QStringList &shown) {
+            QTest::newRow(name) << on << script << shown;
+        };
+        row("the album look comes after the settle", true, {"A1", "wait 0.14"}, {});
+        row("settled", true, {"A1", "wait 0.15"}, {"A1"});
+        row("a cover in time brings the album look", true, {"A1?", "wait 2.9", "A1", "wait 0.15", "wait 5"}, {"A1"});
+        row("three seconds without a cover bring the original back", true, {"A1", "wait 0.15", "B1?", "wait 2.9"}, {"A1"});
+        row("and after the settle it is back", true, {"A1", "wait 0.15", "B1?", "wait 3.2"}, {"A1", "-"});
+        row("a pause returns the original after the settle", true, {"A1", "wait 0.15", "A1|", "wait 0.15"}, {"A1", "-"});
+        row("a short pause changes nothing", true, {"A1", "wait 0.15", "A1|", "wait 0.1", "A1", "wait 2"}, {"A1"});
+        row("skipping through albums shows only the last", true, {"A1", "wait 0.1", "B1", "wait 0.1", "C1", "wait 0.15"},
+            {"C1"});
+        row("the same cover waits longer", true, {"A1", "wait 0.15", "A2", "wait 0.9"}, {"A1"});
+        row("and then changes", true, {"A1", "wait 0.15", "A2", "wait 1"}, {"A1", "A2"});
+        row("switched off, nothing happens", false, {"A1", "wait 5", ""}, {});
+        row("switching on shows the album at once", false, {"A1", "toggle"}, {"A1"});
+        row("switching off puts the original back at once", true, {"A1", "wait 0.15", "toggle"}, {"A1", "-"});
     }
     void followsTheMusicAfterItsWaits()
     {

@@ -52,36 +52,29 @@ private Q_SLOTS:
         QTest::addColumn<std::optional<IconTint>>("originalKey");
         QTest::addColumn<std::optional<IconTint>>("appliedKey");
 
+        using Kept = std::optional<IconTint>;
+        const auto row = [](const char *name, const QList<Step> &script, const IconTint &shown, Kept original = {},
+                            Kept applied = {}, bool eightBit = false) {
+            QTest::newRow(name) << eightBit << script << shown << original << applied;
+        };
         const IconTint red = IconTint::customColor(1, 0, 0);
         const IconTint blue = IconTint::customColor(0, 0, 1);
-        QTest::newRow("first accent keeps the user's tint")
-            << false << QList<Step>{accent(1, 0, 0)} << red << std::optional(kUsers) << std::optional(red);
-        QTest::newRow("second accent still keeps the user's first tint")
-            << false << QList<Step>{accent(1, 0, 0), accent(0, 0, 1)} << blue << std::optional(kUsers)
-            << std::optional(blue);
-        QTest::newRow("stopping puts the user's tint back and forgets")
-            << false << QList<Step>{accent(1, 0, 0), accent(0, 0, 1), original()} << kUsers
-            << std::optional<IconTint>() << std::optional<IconTint>();
-        QTest::newRow("a tint picked by hand meanwhile survives the stop")
-            << false << QList<Step>{accent(1, 0, 0), userPicks(kUsersLater), original()} << kUsersLater
-            << std::optional<IconTint>() << std::optional<IconTint>();
-        QTest::newRow("a tint picked by hand becomes the one to give back")
-            << false << QList<Step>{accent(1, 0, 0), userPicks(kUsersLater), accent(0, 0, 1), original()}
-            << kUsersLater << std::optional<IconTint>() << std::optional<IconTint>();
-        QTest::newRow("an unreadable tint leaves the keys for the next start")
-            << false << QList<Step>{accent(1, 0, 0), unreadable(), original()} << red << std::optional(kUsers)
-            << std::optional(red);
-        QTest::newRow("the next start finishes the restore")
-            << false << QList<Step>{accent(1, 0, 0), unreadable(), original(), readable(), original()} << kUsers
-            << std::optional<IconTint>() << std::optional<IconTint>();
+        row("first accent keeps the user's tint", {accent(1, 0, 0)}, red, kUsers, red);
+        row("second accent still keeps the user's first tint", {accent(1, 0, 0), accent(0, 0, 1)}, blue, kUsers, blue);
+        row("stopping puts the user's tint back and forgets", {accent(1, 0, 0), accent(0, 0, 1), original()}, kUsers);
+        row("a tint picked by hand meanwhile survives the stop", {accent(1, 0, 0), userPicks(kUsersLater), original()},
+            kUsersLater);
+        row("a tint picked by hand becomes the one to give back",
+            {accent(1, 0, 0), userPicks(kUsersLater), accent(0, 0, 1), original()}, kUsersLater);
+        row("an unreadable tint leaves the keys for the next start", {accent(1, 0, 0), unreadable(), original()}, red,
+            kUsers, red);
+        row("the next start finishes the restore", {accent(1, 0, 0), unreadable(), original(), readable(), original()},
+            kUsers);
         // The desktop keeps whole 8-bit channels: what we remember must be
         // what it shows, or the second album would be taken for the user's.
         const IconTint grey = IconTint::customColor(77 / 255.0, 77 / 255.0, 77 / 255.0);
-        QTest::newRow("a desktop that rounds colours")
-            << true << QList<Step>{accent(0.3, 0.3, 0.3), accent(0.3, 0.3, 0.3)} << grey << std::optional(kUsers)
-            << std::optional(grey);
-        QTest::newRow("nothing applied, nothing restored")
-            << false << QList<Step>{original()} << kUsers << std::optional<IconTint>() << std::optional<IconTint>();
+        row("a desktop that rounds colours", {accent(0.3, 0.3, 0.3), accent(0.3, 0.3, 0.3)}, grey, kUsers, grey, true);
+        row("nothing applied, nothing restored", {original()}, kUsers);
     }
     void convergesAndGivesTheUsersTintBack()
     {

@@ -48,26 +48,23 @@ private Q_SLOTS:
         QTest::addColumn<double>("drawer");
         QTest::addColumn<bool>("physical");
 
-        QTest::newRow("14-inch laptop, 185-point housing")
-            << screen({0, 0, 1512, 982}, 37, 185, 37) << false << QSizeF(185, 37) << QSizeF(530, 157) << 340.0 << true;
-        QTest::newRow("housing wider than 270 widens the Nook")
-            << screen({0, 0, 1800, 1169}, 37, 300, 37) << false << QSizeF(300, 37) << QSizeF(560, 157) << 340.0 << true;
-        QTest::newRow("force switch ignores the housing")
-            << screen({0, 0, 1512, 982}, 37, 185, 37) << true << QSizeF(190, 37) << QSizeF(530, 157) << 340.0 << false;
-        QTest::newRow("thin top panel still 24 points")
-            << screen({0, 0, 1920, 1080}, 18) << false << QSizeF(190, 24) << QSizeF(530, 144) << 340.0 << false;
-        QTest::newRow("no top panel at all")
-            << screen({1920, 0, 2560, 1440}, 0) << false << QSizeF(190, 24) << QSizeF(530, 144) << 340.0 << false;
-        QTest::newRow("tall top panel sets the height")
-            << screen({0, 0, 1920, 1080}, 32) << false << QSizeF(190, 32) << QSizeF(530, 152) << 340.0 << false;
-        QTest::newRow("drawers shrink on a mid-size screen")
-            << screen({0, 0, 1024, 768}, 28) << false << QSizeF(190, 28) << QSizeF(530, 148) << 235.0 << false;
-        QTest::newRow("narrow screen has no room for drawers")
-            << screen({0, 0, 540, 960}, 28) << false << QSizeF(190, 28) << QSizeF(530, 148) << 0.0 << false;
-        ScreenReading halfHousing = screen({0, 0, 1512, 982}, 37, 185, 37);
+        const auto row = [](const char *name, const ScreenReading &reading, bool force, QSizeF notch, QSizeF expanded,
+                            double drawer, bool physical) {
+            QTest::newRow(name) << reading << force << notch << expanded << drawer << physical;
+        };
+        const ScreenReading laptop = screen({0, 0, 1512, 982}, 37, 185, 37);
+        row("14-inch laptop, 185-point housing", laptop, false, {185, 37}, {530, 157}, 340, true);
+        row("housing wider than 270 widens the Nook", screen({0, 0, 1800, 1169}, 37, 300, 37), false, {300, 37},
+            {560, 157}, 340, true);
+        row("force switch ignores the housing", laptop, true, {190, 37}, {530, 157}, 340, false);
+        row("thin top panel still 24 points", screen({0, 0, 1920, 1080}, 18), false, {190, 24}, {530, 144}, 340, false);
+        row("no top panel at all", screen({1920, 0, 2560, 1440}, 0), false, {190, 24}, {530, 144}, 340, false);
+        row("tall top panel sets the height", screen({0, 0, 1920, 1080}, 32), false, {190, 32}, {530, 152}, 340, false);
+        row("drawers shrink on a mid-size screen", screen({0, 0, 1024, 768}, 28), false, {190, 28}, {530, 148}, 235, false);
+        row("narrow screen has no room for drawers", screen({0, 0, 540, 960}, 28), false, {190, 28}, {530, 148}, 0, false);
+        ScreenReading halfHousing = laptop;
         halfHousing.auxiliaryTopRightArea.reset();
-        QTest::newRow("inset without both side areas is simulated")
-            << halfHousing << false << QSizeF(190, 37) << QSizeF(530, 157) << 340.0 << false;
+        row("inset without both side areas is simulated", halfHousing, false, {190, 37}, {530, 157}, 340, false);
     }
     void measures()
     {

@@ -29,24 +29,29 @@ public:
         }
     }
 
-    // Debian's own interpreter: python3-dbusmock is installed for it.
-    QString start(const QString &busVariable, const QString &busAddress, const QStringList &arguments)
+    // Debian's own interpreter: python3-dbusmock is installed for it. Empty
+    // once the mock owns `name` on `bus`, else what went wrong.
+    QString start(QDBusConnection &bus, const PrivateBus &daemon, const char *busVariable, const QString &name,
+                  const QStringList &arguments)
     {
         const QString python = QStringLiteral("/usr/bin/python3");
         if (!QFileInfo(python).isExecutable())
             return QStringLiteral("/usr/bin/python3 is missing (Debian package: python3)");
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(busVariable, busAddress);
+        env.insert(QString::fromLatin1(busVariable), daemon.address());
         m_process.setProcessEnvironment(env);
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_process.setStandardOutputFile(QProcess::nullDevice());
         m_process.start(python, QStringList {QStringLiteral("-m"), QStringLiteral("dbusmock")} + arguments);
         if (!m_process.waitForStarted(5000))
             return QStringLiteral("python3 -m dbusmock did not start (Debian package: python3-dbusmock)");
-        return {};
+        for (int i = 0; i < 200 && m_process.state() == QProcess::Running; ++i) {
+            if (bus.interface()->isServiceRegistered(name))
+                return {};
+            QTest::qWait(25);
+        }
+        return QStringLiteral("the mock of %1 did not come up (Debian package: python3-dbusmock)").arg(name);
     }
-
-    bool isRunning() const { return m_process.state() == QProcess::Running; }
 
 private:
     QProcess m_process;
@@ -70,16 +75,6 @@ private:
         // The signal came in before the reply; its delivery to the watcher
         // is already queued here.
         QCoreApplication::sendPostedEvents();
-    }
-
-    bool waitForName(QDBusConnection &bus, const QString &name, const Mock &mock)
-    {
-        for (int i = 0; i < 200 && mock.isRunning(); ++i) {
-            if (bus.interface()->isServiceRegistered(name))
-                return true;
-            QTest::qWait(25);
-        }
-        return false;
     }
 
     PrivateBus m_systemBusDaemon;
@@ -110,24 +105,16 @@ private Q_SLOTS:
         qputenv("DBUS_SESSION_BUS_ADDRESS", m_sessionBusDaemon.address().toUtf8());
         qputenv("XDG_SESSION_ID", "c7");
 
-        const QString systemVariable = QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS");
-        const QString sessionVariable = QStringLiteral("DBUS_SESSION_BUS_ADDRESS");
-        QString error = m_logind.start(
-            systemVariable, m_systemBusDaemon.address(), {QStringLiteral("--template"), QStringLiteral("logind")});
+        QString error = m_logind.start(*m_system, m_systemBusDaemon, "DBUS_SYSTEM_BUS_ADDRESS",
+            QStringLiteral("org.freedesktop.login1"), {QStringLiteral("--template"), QStringLiteral("logind")});
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        error = m_gnomeScreenSaver.start(sessionVariable, m_sessionBusDaemon.address(),
-            {QStringLiteral("--template"), QStringLiteral("gnome_screensaver")});
+        error = m_gnomeScreenSaver.start(*m_session, m_sessionBusDaemon, "DBUS_SESSION_BUS_ADDRESS",
+            QStringLiteral("org.gnome.ScreenSaver"), {QStringLiteral("--template"), QStringLiteral("gnome_screensaver")});
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        error = m_screenSaver.start(sessionVariable, m_sessionBusDaemon.address(),
-            {QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("/org/freedesktop/ScreenSaver"),
-                QStringLiteral("org.freedesktop.ScreenSaver")});
+        const QString screenSaver = QStringLiteral("org.freedesktop.ScreenSaver");
+        error = m_screenSaver.start(*m_session, m_sessionBusDaemon, "DBUS_SESSION_BUS_ADDRESS", screenSaver,
+            {screenSaver, QStringLiteral("/org/freedesktop/ScreenSaver"), screenSaver});
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        QVERIFY2(waitForName(*m_system, QStringLiteral("org.freedesktop.login1"), m_logind),
-            "the logind mock did not come up (Debian package: python3-dbusmock)");
-        QVERIFY2(waitForName(*m_session, QStringLiteral("org.gnome.ScreenSaver"), m_gnomeScreenSaver),
-            "the GNOME screensaver mock did not come up (Debian package: python3-dbusmock)");
-        QVERIFY2(waitForName(*m_session, QStringLiteral("org.freedesktop.ScreenSaver"), m_screenSaver),
-            "the screensaver mock did not come up (Debian package: python3-dbusmock)");
 
         call(*m_system, QStringLiteral("org.freedesktop.login1"), QStringLiteral("/org/freedesktop/login1"),
             QStringLiteral("org.freedesktop.DBus.Mock"), QStringLiteral("AddSession"),

@@ -1,6 +1,7 @@
+#include "EncodedImage.h"
+
 #include "nowplaying/ArtworkAccentColor.h"
 
-#include <QBuffer>
 #include <QColorSpace>
 #include <QFile>
 #include <QImage>
@@ -60,15 +61,6 @@ QImage split(const QColor &left, const QColor &right, double leftShare)
     return image;
 }
 
-QByteArray encode(const QImage &image, const char *format)
-{
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, format, 90);
-    return bytes;
-}
-
 } // namespace
 
 class tst_ArtworkAccentColor : public QObject
@@ -101,15 +93,14 @@ private Q_SLOTS:
     void fallsBackToGreyWithoutAColourfulRegion_data()
     {
         QTest::addColumn<QImage>("image");
-        QImage transparent(50, 50, QImage::Format_ARGB32);
-        transparent.fill(Qt::transparent);
-        QImage white(50, 50, QImage::Format_RGB32);
-        white.fill(Qt::white);
-        QImage black(50, 50, QImage::Format_RGB32);
-        black.fill(Qt::black);
-        QTest::newRow("fully transparent") << transparent;
-        QTest::newRow("all white") << white;
-        QTest::newRow("all black") << black;
+        const auto filled = [](Qt::GlobalColor color, QImage::Format format = QImage::Format_RGB32) {
+            QImage image(50, 50, format);
+            image.fill(color);
+            return image;
+        };
+        QTest::newRow("fully transparent") << filled(Qt::transparent, QImage::Format_ARGB32);
+        QTest::newRow("all white") << filled(Qt::white);
+        QTest::newRow("all black") << filled(Qt::black);
         QTest::newRow("noisy greys") << fieldWithPatch(QColor(90, 90, 90), QColor(160, 160, 160), 0.3);
     }
     void fallsBackToGreyWithoutAColourfulRegion()
@@ -254,9 +245,9 @@ private Q_SLOTS:
         QFETCH(QByteArray, format);
         QImage cover(64, 64, QImage::Format_RGB32);
         cover.fill(QColor(40, 200, 90));
-        const RGB plain = *rawColor(encode(cover, format.constData()));
+        const RGB plain = *rawColor(encoded(cover, format.constData(), 90));
         cover.setColorSpace(QColorSpace(QColorSpace::NamedColorSpace(space)));
-        const QByteArray bytes = encode(cover, format.constData());
+        const QByteArray bytes = encoded(cover, format.constData(), 90);
         QCOMPARE(QImage::fromData(bytes).colorSpace(), cover.colorSpace()); // the profile is really embedded
         const RGB profiled = *rawColor(bytes);
         const RGB seen = rgb(cover.convertedToColorSpace(QColorSpace::SRgb).pixelColor(0, 0));

@@ -3,6 +3,8 @@
 // cache on disk spares after a restart, and the whole way from a cover-less
 // player through the real helper and service to the displayed cover.
 
+#include "EncodedImage.h"
+
 #include "core/Clock.h"
 #include "core/ManualClock.h"
 #include "nowplaying/LocalArtworkFinder.h"
@@ -10,10 +12,8 @@
 #include "nowplaying/NowPlayingService.h"
 #include "support/PrivateBus.h"
 
-#include <QBuffer>
 #include <QDir>
 #include <QFileInfo>
-#include <QImage>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -47,17 +47,6 @@ const QList<Song> kSongs {
     {QStringLiteral("e/Night Drive.mp3"), QString(), QString(), 12, kCyan},
     {QStringLiteral("e/Plain.flac"), QStringLiteral("Plain"), QStringLiteral("Ana"), 12, QColor()},
 };
-
-QByteArray png(const QColor &color)
-{
-    QImage image(24, 24, QImage::Format_RGB32);
-    image.fill(color);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
-}
 
 // Vorbis comments carry a cover as a FLAC picture block in base64.
 QByteArray pictureBlock(const QByteArray &image)
@@ -94,7 +83,7 @@ QString makeSong(const QDir &music, const Song &song)
     if (song.cover.isValid() && ogg)
         args << QStringLiteral("-metadata")
              << QStringLiteral("METADATA_BLOCK_PICTURE=")
-                + QString::fromLatin1(pictureBlock(png(song.cover)).toBase64());
+                + QString::fromLatin1(pictureBlock(solidPng(song.cover, QSize(24, 24))).toBase64());
     const QHash<QString, const char *> codec{{QStringLiteral("mp3"), "-c:a libmp3lame -id3v2_version 3"},
         {QStringLiteral("flac"), "-c:a flac"}, {QStringLiteral("m4a"), "-c:a aac"},
         {QStringLiteral("opus"), "-c:a libopus"}, {QStringLiteral("ogg"), "-c:a libvorbis"}};
@@ -145,30 +134,21 @@ private Q_SLOTS:
         QTest::addColumn<double>("duration"); // < 0: unknown
         QTest::addColumn<QColor>("cover"); // invalid: none found
 
-        QTest::newRow("the artist's file wins over a closer one") << "Blue Hour"
-                                                                  << "Ana" << 30.0 << kBlue;
-        QTest::newRow("then the closest length") << "Blue Hour"
-                                                 << "Ana" << 33.0 << kRed;
-        QTest::newRow("the artist's file 3 s longer is another recording") << "Blue Hour"
-                                                                           << "Ana" << 28.5 << kGreen;
-        QTest::newRow("unknown artist: closest length") << "BLUE HOUR"
-                                                        << "" << 30.0 << kGreen;
-        QTest::newRow("other artist listed in the file") << "blue hour"
-                                                         << "other" << 30.0 << kGreen;
-        QTest::newRow("nothing within 2 s") << "Blue Hour"
-                                            << "Ana" << 36.0 << QColor();
-        QTest::newRow("quote and asterisk match only themselves") << "Señor \"Star\" *"
-                                                                  << "" << 20.0 << kYellow;
-        QTest::newRow("case and accents ignored") << "SENOR \"STAR\" *"
-                                                  << "x" << -1.0 << kYellow;
-        QTest::newRow("a lone asterisk is no wildcard") << "*"
-                                                        << "" << -1.0 << QColor();
-        QTest::newRow("file name without extension") << "night drive"
-                                                     << "" << 12.0 << kCyan;
-        QTest::newRow("a file without a cover") << "Plain"
-                                                << "Ana" << 12.0 << QColor();
-        QTest::newRow("unknown title") << "Nowhere"
-                                       << "" << -1.0 << QColor();
+        const auto row = [](const char *name, const char *title, const char *artist, double duration, QColor cover) {
+            QTest::newRow(name) << QString::fromUtf8(title) << QString::fromUtf8(artist) << duration << cover;
+        };
+        row("the artist's file wins over a closer one", "Blue Hour", "Ana", 30.0, kBlue);
+        row("then the closest length", "Blue Hour", "Ana", 33.0, kRed);
+        row("the artist's file 3 s longer is another recording", "Blue Hour", "Ana", 28.5, kGreen);
+        row("unknown artist: closest length", "BLUE HOUR", "", 30.0, kGreen);
+        row("other artist listed in the file", "blue hour", "other", 30.0, kGreen);
+        row("nothing within 2 s", "Blue Hour", "Ana", 36.0, QColor());
+        row("quote and asterisk match only themselves", "Señor \"Star\" *", "", 20.0, kYellow);
+        row("case and accents ignored", "SENOR \"STAR\" *", "x", -1.0, kYellow);
+        row("a lone asterisk is no wildcard", "*", "", -1.0, QColor());
+        row("file name without extension", "night drive", "", 12.0, kCyan);
+        row("a file without a cover", "Plain", "Ana", 12.0, QColor());
+        row("unknown title", "Nowhere", "", -1.0, QColor());
     }
     void picksTheMatchingCover()
     {

@@ -1,10 +1,9 @@
+#include "EncodedImage.h"
 #include "FakeAdapter.h"
 
 #include "core/ManualClock.h"
 #include "nowplaying/NowPlayingService.h"
 
-#include <QBuffer>
-#include <QImage>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -25,17 +24,6 @@ Track song(const QString &title, bool playing, double elapsed, const QDateTime &
     t.elapsed = elapsed;
     t.timestamp = at;
     return t;
-}
-
-QByteArray png(const QColor &color, QSize size = QSize(40, 40))
-{
-    QImage image(size, QImage::Format_RGB32);
-    image.fill(color);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
 }
 
 class FakeSpotify : public SpotifyScripting
@@ -71,8 +59,10 @@ public:
     std::optional<QByteArray> cover;
 };
 
+// A started service on a fake helper.
 struct Fixture
 {
+    Fixture() { service.start(); }
     ManualClock clock;
     FakeAdapter *adapter = new FakeAdapter;
     FakeSpotify spotify;
@@ -102,7 +92,6 @@ private Q_SLOTS:
     void restartsAfterTwoSecondsAndCountsQuickFailures()
     {
         Fixture f;
-        f.service.start();
         f.service.start(); // already streaming: nothing more
         QCOMPARE(f.adapter->sweeps, 1);
         QCOMPARE(f.adapter->streamsStarted, 1);
@@ -145,7 +134,6 @@ private Q_SLOTS:
     void stopEndsTheStreamAndClearsTheDisplay()
     {
         Fixture f;
-        f.service.start();
         f.adapter->emitTrack(song(QStringLiteral("A"), true, 0, f.clock.now()));
         QVERIFY(f.service.hasTrack());
         for (int i = 0; i < 3; ++i) {
@@ -166,7 +154,6 @@ private Q_SLOTS:
     void notifiesOnlyRealChanges()
     {
         Fixture f;
-        f.service.start();
         QSignalSpy track(&f.service, &NowPlayingService::trackChanged);
         const Track a = song(QStringLiteral("A"), true, 10, f.clock.now());
         f.adapter->emitTrack(a);
@@ -198,7 +185,6 @@ private Q_SLOTS:
         QFETCH(double, shown);
         QFETCH(bool, stillPending);
         Fixture f;
-        f.service.start();
         f.adapter->emitTrack(song(QStringLiteral("A"), true, 10, f.clock.now()));
         f.service.seek(100, f.clock.now());
         QCOMPARE(f.service.position(), 100.0);
@@ -211,7 +197,6 @@ private Q_SLOTS:
     void aResumeWithAStaleTimestampStartsFromTheResume()
     {
         Fixture f;
-        f.service.start();
         const QDateTime pausedAt = f.clock.now();
         f.adapter->emitTrack(song(QStringLiteral("A"), false, 42, pausedAt));
         f.clock.advance(20);
@@ -228,7 +213,6 @@ private Q_SLOTS:
     void seeksRunOneHelperAtATimeAndEndOnTheNewest()
     {
         Fixture f;
-        f.service.start();
         f.adapter->emitTrack(song(QStringLiteral("A"), true, 0, f.clock.now()));
         for (double target : {10.0, 20.0, 30.0, 40.0})
             f.service.seek(target, f.clock.now());
@@ -246,7 +230,6 @@ private Q_SLOTS:
     void playPauseActsAtOnce()
     {
         Fixture f;
-        f.service.start();
         f.adapter->emitTrack(song(QStringLiteral("A"), false, 42, f.clock.now().addSecs(-60)));
         f.service.send(Command::TogglePlayPause);
         QCOMPARE(f.adapter->oneShots, QList<QStringList>({{QStringLiteral("send"), QStringLiteral("2")}}));
@@ -260,7 +243,6 @@ private Q_SLOTS:
     void spotifyShuffleTwiceEndsOnTheSecondClick()
     {
         Fixture f;
-        f.service.start();
         Track t = song(QStringLiteral("S"), true, 0, f.clock.now());
         t.appBundleIdentifier = NowPlayingService::kSpotifyId;
         t.shuffle = Track::ShuffleMode::Tracks; // Spotify's own report is ignored
@@ -295,7 +277,6 @@ private Q_SLOTS:
     {
         Fixture f;
         f.spotify.answer = SpotifyScripting::Access::Denied;
-        f.service.start();
         Track t = song(QStringLiteral("S"), true, 0, f.clock.now());
         t.appBundleIdentifier = NowPlayingService::kSpotifyId;
         f.adapter->emitTrack(t);
@@ -319,8 +300,7 @@ private Q_SLOTS:
         QFETCH(QString, mediaType);
         QFETCH(bool, searched);
         Fixture f;
-        f.search.cover = png(QColor(200, 30, 40));
-        f.service.start();
+        f.search.cover = solidPng(QColor(200, 30, 40), QSize(40, 40));
         Track t = song(QStringLiteral("A"), true, 0, f.clock.now());
         t.appBundleIdentifier = app;
         if (!mediaType.isEmpty())
@@ -345,16 +325,15 @@ private Q_SLOTS:
     void decodesEachCoverOnceAtTheShownSize()
     {
         Fixture f;
-        f.service.start();
         QSignalSpy artwork(&f.service, &NowPlayingService::artworkChanged);
         QSignalSpy colors(&f.service, &NowPlayingService::colorsChanged);
         QCOMPARE(f.service.highlightColor(), QColor(Qt::white));
         QCOMPARE(f.service.labelColor(), QColor(Qt::white).darker(160));
 
         Track t = song(QStringLiteral("A"), true, 0, f.clock.now());
-        t.setArtwork(png(QColor(200, 30, 40), QSize(1200, 600)));
+        t.setArtwork(solidPng(QColor(200, 30, 40), QSize(1200, 600)));
         f.adapter->emitTrack(t);
-        t.setArtwork(png(QColor(20, 40, 200), QSize(3000, 3000)));
+        t.setArtwork(solidPng(QColor(20, 40, 200), QSize(3000, 3000)));
         f.adapter->emitTrack(t);
         for (int i = 1; i <= 5; ++i) {
             t.elapsed = i;
@@ -393,7 +372,6 @@ private Q_SLOTS:
         QFETCH(QString, album);
         QFETCH(QString, subtitle);
         Fixture f;
-        f.service.start();
         Track t = song(QStringLiteral("A"), true, 0, f.clock.now());
         t.artist = artist.isEmpty() ? std::nullopt : std::optional(artist);
         t.album = album.isEmpty() ? std::nullopt : std::optional(album);

@@ -32,28 +32,25 @@ private Q_SLOTS:
         QTest::addColumn<int>("shuffle"); // -1 unknown
         QTest::addColumn<int>("repeat");
 
-        QTest::newRow("empty dictionary") << QByteArray("{}") << false << "" << "" << false << 0.0 << -1 << -1;
-        QTest::newRow("empty title") << QByteArray(R"({"title":"","artist":"A"})") << false << "" << "" << false << 0.0 << -1 << -1;
-        QTest::newRow("title of wrong type") << QByteArray(R"({"title":42})") << false << "" << "" << false << 0.0 << -1 << -1;
-        QTest::newRow("empty artist is absent")
-            << QByteArray(R"({"title":"T","artist":""})") << true << "" << "" << false << 0.0 << -1 << -1;
-        QTest::newRow("playing without rate runs at 1")
-            << QByteArray(R"({"title":"T","playing":true})") << true << "" << "" << true << 1.0 << -1 << -1;
-        QTest::newRow("paused without rate stands")
-            << QByteArray(R"({"title":"T","playing":false,"playbackRate":"fast"})") << true << "" << "" << false << 0.0 << -1 << -1;
-        QTest::newRow("parent app wins")
-            << QByteArray(R"({"title":"T","bundleIdentifier":"plugin","parentApplicationBundleIdentifier":"firefox"})")
-            << true << "" << "firefox" << false << 0.0 << -1 << -1;
-        QTest::newRow("own app") << QByteArray(R"({"title":"T","bundleIdentifier":"mpv","artist":"X"})") << true << "X" << "mpv" << false << 0.0 << -1 << -1;
-        QTest::newRow("codes 0 and 4 are unknown")
-            << QByteArray(R"({"title":"T","shuffleMode":0,"repeatMode":4})") << true << "" << "" << false << 0.0 << -1 << -1;
-        QTest::newRow("codes decode")
-            << QByteArray(R"({"title":"T","shuffleMode":3,"repeatMode":2,"playbackRate":0.5})") << true << "" << ""
-            << false << 0.5 << int(Track::ShuffleMode::Tracks) << int(Track::RepeatMode::Track);
-        QTest::newRow("fractional code is unknown")
-            << QByteArray(R"({"title":"T","shuffleMode":1.5,"repeatMode":"1"})") << true << "" << "" << false << 0.0 << -1 << -1;
-        QTest::newRow("playing must be a boolean")
-            << QByteArray(R"({"title":"T","playing":1})") << true << "" << "" << false << 0.0 << -1 << -1;
+        const auto row = [](const char *name, const char *payload, bool isTrack, const char *artist = "",
+                            const char *app = "", bool playing = false, double rate = 0, int shuffle = -1, int repeat = -1) {
+            QTest::newRow(name) << QByteArray(payload) << isTrack << QString::fromUtf8(artist) << QString::fromUtf8(app)
+                                << playing << rate << shuffle << repeat;
+        };
+        row("empty dictionary", "{}", false);
+        row("empty title", R"({"title":"","artist":"A"})", false);
+        row("title of wrong type", R"({"title":42})", false);
+        row("empty artist is absent", R"({"title":"T","artist":""})", true);
+        row("playing without rate runs at 1", R"({"title":"T","playing":true})", true, "", "", true, 1.0);
+        row("paused without rate stands", R"({"title":"T","playing":false,"playbackRate":"fast"})", true);
+        row("parent app wins", R"({"title":"T","bundleIdentifier":"plugin","parentApplicationBundleIdentifier":"firefox"})",
+            true, "", "firefox");
+        row("own app", R"({"title":"T","bundleIdentifier":"mpv","artist":"X"})", true, "X", "mpv");
+        row("codes 0 and 4 are unknown", R"({"title":"T","shuffleMode":0,"repeatMode":4})", true);
+        row("codes decode", R"({"title":"T","shuffleMode":3,"repeatMode":2,"playbackRate":0.5})", true, "", "", false, 0.5,
+            int(Track::ShuffleMode::Tracks), int(Track::RepeatMode::Track));
+        row("fractional code is unknown", R"({"title":"T","shuffleMode":1.5,"repeatMode":"1"})", true);
+        row("playing must be a boolean", R"({"title":"T","playing":1})", true);
     }
     void decodesPayload()
     {

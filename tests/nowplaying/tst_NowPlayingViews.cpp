@@ -2,13 +2,13 @@
 // cleanly and that the record turns only while the track plays, and writes
 // screenshots (to $TARNWICK_SCREENSHOTS when set, else the build folder).
 
+#include "EncodedImage.h"
 #include "FakeAdapter.h"
 
 #include "core/ManualClock.h"
 #include "core/QmlModule.h"
 #include "nowplaying/NowPlayingService.h"
 
-#include <QBuffer>
 #include <QDir>
 #include <QPainter>
 #include <QPainterPath>
@@ -57,11 +57,7 @@ QByteArray cover()
         p.drawRect(QRectF(0, 380 + i * 32, 600, 12 + i * 2));
     }
     p.end();
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
+    return encoded(image);
 }
 
 NowPlayingTrack track(bool playing, const QDateTime &now)

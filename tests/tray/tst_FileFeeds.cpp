@@ -37,11 +37,12 @@ void setModified(const QString &path, qint64 seconds)
     QCOMPARE(::utime(QFile::encodeName(path).constData(), &times), 0);
 }
 
-QStringList names(const TrayItems &items)
+// File names of tray items or of bare URLs.
+template<typename List> QStringList names(const List &list)
 {
     QStringList out;
-    for (const TrayItem &item : items)
-        out.append(item.name());
+    for (const auto &entry : list)
+        out.append(TrayItem{entry}.name());
     return out;
 }
 
@@ -77,10 +78,8 @@ private Q_SLOTS:
         for (int i = 0; i < 28; ++i)
             created.append(QStringLiteral("file-%1.bin").arg(i, 2, 10, QLatin1Char('0')));
         created << QStringLiteral("Album") << QStringLiteral("x.parts");
-        const QStringList neverListed{QStringLiteral("movie.CRDOWNLOAD"), QStringLiteral("x.part"),
-                                      QStringLiteral("y.Download"), QStringLiteral("z.partial"),
-                                      QStringLiteral("o.opdownload"), QStringLiteral(".hidden"),
-                                      QStringLiteral(".config-dir")};
+        const QStringList neverListed
+            = QStringLiteral("movie.CRDOWNLOAD x.part y.Download z.partial o.opdownload .hidden .config-dir").split(u' ');
         const qint64 base = 1'700'000'000;
         int n = 0;
         for (const QString &name : created + neverListed) {
@@ -158,10 +157,7 @@ private Q_SLOTS:
     {
         const auto listing = FileFeeds::newestDownloads(m_downloads, FileFeeds::kDownloadsLimit);
         QVERIFY(listing.ok());
-        TrayItems items;
-        for (const QUrl &url : listing.urls)
-            items.append(TrayItem{url});
-        QCOMPARE(names(items), m_expectedDownloads);
+        QCOMPARE(names(listing.urls), m_expectedDownloads);
     }
 
     void filesVanishingDuringTheListingAreSkipped()
@@ -309,11 +305,7 @@ private Q_SLOTS:
     {
         QFETCH(QList<Bookmark>, bookmarks);
         QFETCH(QStringList, expected);
-        const auto urls = FileFeeds::recentFiles(bookmarks, m_clock.now(), m_home.path(), FileFeeds::kRecentLimit);
-        TrayItems items;
-        for (const QUrl &url : urls)
-            items.append(TrayItem{url});
-        QCOMPARE(names(items), expected);
+        QCOMPARE(names(FileFeeds::recentFiles(bookmarks, m_clock.now(), m_home.path(), FileFeeds::kRecentLimit)), expected);
     }
 
     void recentReadsTheListGLibWrites()

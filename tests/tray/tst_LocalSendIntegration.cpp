@@ -28,10 +28,9 @@ private:
     {
         QProcess openssl;
         openssl.start(QStringLiteral("openssl"),
-                      {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("rsa:2048"),
-                       QStringLiteral("-nodes"), QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"),
-                       QStringLiteral("/CN=localsend-test"), QStringLiteral("-keyout"), path(name + QStringLiteral(".key")),
-                       QStringLiteral("-out"), path(name + QStringLiteral(".crt"))});
+                      QStringLiteral("req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localsend-test").split(u' ')
+                          << QStringLiteral("-keyout") << path(name + QStringLiteral(".key")) << QStringLiteral("-out")
+                          << path(name + QStringLiteral(".crt")));
         return openssl.waitForFinished(30000) && openssl.exitCode() == 0;
     }
 

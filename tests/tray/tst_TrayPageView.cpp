@@ -100,10 +100,9 @@ private Q_SLOTS:
                 QVERIFY(writeFile(path, name.toUtf8()));
             QTest::qWait(6);
         }
-        m_trayFiles = {downloads + QStringLiteral("/Lake.jpg"), downloads + QStringLiteral("/Invoice 0042.pdf"),
-                       downloads + QStringLiteral("/Sunset.png"), downloads + QStringLiteral("/setup-notes.txt"),
-                       downloads + QStringLiteral("/IMG_2041.jpg"), downloads + QStringLiteral("/Slides"),
-                       downloads + QStringLiteral("/archive-2026.zip"), downloads + QStringLiteral("/Boarding pass.pdf")};
+        for (const char *name : {"Lake.jpg", "Invoice 0042.pdf", "Sunset.png", "setup-notes.txt", "IMG_2041.jpg", "Slides",
+                                 "archive-2026.zip", "Boarding pass.pdf"})
+            m_trayFiles.append(downloads + QLatin1Char('/') + QString::fromUtf8(name));
 
         QProcess python;
         python.start(QStringLiteral("/usr/bin/python3"),
