@@ -25,11 +25,14 @@ QList<EventStore *> CombinedEventStore::readable() const
 
 EventStore::Authorization CombinedEventStore::authorizationStatus() const
 {
-    // One readable store is enough to show the user's days; otherwise the
-    // first store (the user's own folders) says what is wrong.
+    // One readable store is enough to show the user's days.
     if (!readable().isEmpty() || m_stores.isEmpty())
         return Authorization::FullAccess;
-    return m_stores.first()->authorizationStatus();
+    for (const EventStore *s : m_stores) {
+        if (s->authorizationStatus() == Authorization::WriteOnly)
+            return Authorization::WriteOnly;
+    }
+    return Authorization::Denied;
 }
 
 void CombinedEventStore::requestFullAccess(std::function<void(bool)> done)
@@ -83,15 +86,24 @@ QList<EventStore::Calendar> CombinedEventStore::writableCalendars() const
     return list;
 }
 
-std::optional<EventStore::Calendar> CombinedEventStore::defaultCalendarForNewEvents()
+std::pair<EventStore *, std::optional<EventStore::Calendar>> CombinedEventStore::defaultTarget()
 {
     for (EventStore *s : readable()) {
         if (auto c = s->defaultCalendarForNewEvents())
-            return c;
+            return {s, c};
     }
-    // The first store may make a calendar on first use even when it could
-    // not be read yet (an empty folder tree).
-    return m_stores.isEmpty() ? std::nullopt : m_stores.first()->defaultCalendarForNewEvents();
+    // A store may make a calendar on first use even before it can be read
+    // (an empty folder tree).
+    for (EventStore *s : std::as_const(m_stores)) {
+        if (auto c = s->defaultCalendarForNewEvents())
+            return {s, c};
+    }
+    return {nullptr, std::nullopt};
+}
+
+std::optional<EventStore::Calendar> CombinedEventStore::defaultCalendarForNewEvents()
+{
+    return defaultTarget().second;
 }
 
 std::optional<EventStore::Calendar> CombinedEventStore::calendar(const QString &id) const
@@ -111,16 +123,13 @@ bool CombinedEventStore::save(const NewEvent &event, const QString &calendarId, 
                 return s->save(event, calendarId, error);
         }
     }
-    for (EventStore *s : readable()) {
-        if (auto c = s->defaultCalendarForNewEvents())
-            return s->save(event, c->id, error);
-    }
-    if (m_stores.isEmpty()) {
+    const auto [store, calendar] = defaultTarget();
+    if (!store) {
         if (error)
             *error = QStringLiteral("There is no calendar to add to.");
         return false;
     }
-    return m_stores.first()->save(event, {}, error);
+    return store->save(event, calendar->id, error);
 }
 
 QString CombinedEventStore::problem() const

@@ -2,6 +2,8 @@
 
 #include "calendar/EventStore.h"
 
+#include <utility>
+
 // Several stores read as one: the user's calendar folders and the desktop's
 // calendar service side by side. A store that cannot be read is left out
 // while another can; an event reached through two stores is listed once.
@@ -24,6 +26,8 @@ public:
 
 private:
     QList<EventStore *> readable() const;
+    // The store and calendar quick-added events go to.
+    std::pair<EventStore *, std::optional<Calendar>> defaultTarget();
 
     QList<EventStore *> m_stores;
 };

@@ -3,6 +3,7 @@
 #include "calendar/ZonedTime.h"
 
 #include <QAbstractEventDispatcher>
+#include <QFileInfo>
 #include <QLoggingCategory>
 #include <QPointer>
 #include <QSet>
@@ -519,6 +520,14 @@ void EdsEventStore::open()
     const QAbstractEventDispatcher *loop = QAbstractEventDispatcher::instance();
     if (!loop || !loop->inherits("QEventDispatcherGlib")) {
         qCWarning(lcEds, "the event loop is not GLib's: the desktop's calendars are not read");
+        setState(State::Absent);
+        return;
+    }
+    // Without a session bus there is no service to reach, and the calendar
+    // is no reason to start a bus (GLib would launch one for the display).
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")
+        && (runtime.isEmpty() || !QFileInfo::exists(runtime + QStringLiteral("/bus")))) {
         setState(State::Absent);
         return;
     }
