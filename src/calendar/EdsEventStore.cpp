@@ -63,9 +63,18 @@ struct EdsItem {
     bool recurring = false;
     bool isInstance = false;
     qint64 replacesMs = 0; // for an instance: the occurrence it replaces
-    // For a plain event or an instance: its one occurrence.
+    // A plain event's or an instance's one occurrence; a rule's first.
     QDateTime start;
     QDateTime end;
+    // The same in ms: comparing zoned times costs a zone look-up each.
+    qint64 startMs = 0;
+    qint64 endMs = 0;
+    // When a rule's last occurrence ends; invalid for a rule without end.
+    QDateTime lastEnd;
+    // A counted rule's occurrences (start, end in ms), worked out once: the
+    // rule would otherwise be walked from its first date on every query.
+    std::vector<std::pair<qint64, qint64>> expanded;
+    qint64 lastEndMs = 0;
     bool isAllDay = false;
     bool cancelled = false;
     QString title;
@@ -445,25 +454,67 @@ struct EdsEventStore::Private {
         }
     }
 
-    // Reads a plain event's (or a moved occurrence's) one start and end.
+    // Reads an item's own start and end (for a rule: its first occurrence),
+    // and for a rule that ends, when its last occurrence does.
     void measure(Source &s, EdsItem &item)
     {
-        if (item.recurring)
-            return;
-        GPtr<ICalTime> dtstart(i_cal_component_get_dtstart(item.component.get()));
+        ICalComponent *c = item.component.get();
+        GPtr<ICalTime> dtstart(i_cal_component_get_dtstart(c));
         if (!dtstart || i_cal_time_is_null_time(dtstart.get()))
             return;
+        ICalTimezone *startZone = zoneOf(s, c, I_CAL_DTSTART_PROPERTY);
         item.isAllDay = i_cal_time_is_date(dtstart.get());
-        // The widest range that can hold it: its own start, give or take a
-        // day for the zones, up to a year long.
-        const QDateTime around = toDateTime(dtstart.get(), zoneOf(s, item.component.get(), I_CAL_DTSTART_PROPERTY));
-        item.start = {};
-        occurrences(s, item, around.addDays(-2), around.addDays(400), [&](const QDateTime &a, const QDateTime &b) {
-            if (!item.start.isValid()) {
-                item.start = a;
-                item.end = b < a ? a : b;
-            }
-        });
+        item.start = toDateTime(dtstart.get(), startZone);
+        if (GPtr<ICalProperty> dtend {i_cal_component_get_first_property(c, I_CAL_DTEND_PROPERTY)}) {
+            GPtr<ICalTime> t(i_cal_property_get_dtend(dtend.get()));
+            ICalTimezone *endZone = zoneOf(s, c, I_CAL_DTEND_PROPERTY);
+            item.end = toDateTime(t.get(), endZone ? endZone : startZone);
+        } else if (GPtr<ICalProperty> duration {i_cal_component_get_first_property(c, I_CAL_DURATION_PROPERTY)}) {
+            GPtr<ICalDuration> d(i_cal_property_get_duration(duration.get()));
+            const int secs = i_cal_duration_as_int(d.get());
+            item.end = item.isAllDay ? item.start.addDays(secs / 86400) : item.start.addSecs(secs);
+        } else {
+            // Without an end, an all-day event takes its day and a timed one
+            // is a moment.
+            item.end = item.isAllDay ? item.start.addDays(1) : item.start;
+        }
+        if (item.end < item.start)
+            item.end = item.start;
+        item.startMs = item.start.toMSecsSinceEpoch();
+        item.endMs = item.end.toMSecsSinceEpoch();
+        item.lastEnd = {};
+        item.expanded.clear();
+        if (!item.recurring)
+            return;
+        // A rule that ends (UNTIL or COUNT, no extra dates) is not expanded
+        // for the days after it: most old rules in a long-kept calendar
+        // have ended.
+        bool counted = GPtr<ICalProperty>(i_cal_component_get_first_property(c, I_CAL_RDATE_PROPERTY)) != nullptr;
+        QDateTime until;
+        for (GPtr<ICalProperty> p {i_cal_component_get_first_property(c, I_CAL_RRULE_PROPERTY)}; p;
+             p.reset(i_cal_component_get_next_property(c, I_CAL_RRULE_PROPERTY))) {
+            GPtr<ICalRecurrence> rule(i_cal_property_get_rrule(p.get()));
+            GPtr<ICalTime> u(rule ? i_cal_recurrence_get_until(rule.get()) : nullptr);
+            if (rule && i_cal_recurrence_get_count(rule.get()) > 0)
+                counted = true;
+            else if (u && !i_cal_time_is_null_time(u.get()))
+                until = std::max(until, toDateTime(u.get(), startZone));
+            else
+                return; // runs for ever
+        }
+        if (!counted) {
+            item.lastEnd = until.addSecs(item.start.secsTo(item.end)).addDays(1);
+            item.lastEndMs = item.lastEnd.toMSecsSinceEpoch();
+            return;
+        }
+        occurrences(
+            s, item, item.start.addDays(-1), item.start.addYears(30), [&](const QDateTime &a, const QDateTime &b) {
+                item.expanded.emplace_back(a.toMSecsSinceEpoch(), b.toMSecsSinceEpoch());
+            });
+        item.lastEndMs = item.startMs;
+        for (const auto &[a, b] : item.expanded)
+            item.lastEndMs = std::max(item.lastEndMs, b);
+        item.lastEnd = QDateTime::fromMSecsSinceEpoch(item.lastEndMs, q->m_zone);
     }
 
     void mirror(Source &s, ICalComponent *component)
@@ -482,10 +533,6 @@ struct EdsEventStore::Private {
         item.notes = text(i_cal_component_get_description(c));
         if (GPtr<ICalProperty> url {i_cal_component_get_first_property(c, I_CAL_URL_PROPERTY)})
             item.url = QUrl(text(i_cal_property_get_url(url.get())));
-        if (item.recurring) {
-            GPtr<ICalTime> dtstart(i_cal_component_get_dtstart(c));
-            item.isAllDay = dtstart && i_cal_time_is_date(dtstart.get());
-        }
         if (item.isInstance) {
             GPtr<ICalTime> rid(i_cal_component_get_recurrenceid(c));
             item.replacesMs = toDateTime(rid.get(), zoneOf(s, c, I_CAL_RECURRENCEID_PROPERTY)).toMSecsSinceEpoch();
@@ -627,12 +674,20 @@ QList<EventStore::Event> EdsEventStore::events(const QDateTime &from, const QDat
         };
         for (const auto &[k, item] : s.items) {
             if (!item.recurring) {
-                if (item.start.isValid() && item.start.toMSecsSinceEpoch() < toMs
-                    && item.end.toMSecsSinceEpoch() > fromMs)
+                if (item.start.isValid() && item.startMs < toMs && item.endMs > fromMs)
                     add(item, item.start, item.end);
                 continue;
             }
+            if (!item.start.isValid() || item.startMs >= toMs || (item.lastEnd.isValid() && item.lastEndMs <= fromMs))
+                continue;
             const QSet<qint64> skip = replaced.value(item.uid);
+            if (!item.expanded.empty()) {
+                for (const auto &[a, b] : item.expanded) {
+                    if (a < toMs && b > fromMs && !skip.contains(a))
+                        add(item, QDateTime::fromMSecsSinceEpoch(a, m_zone), QDateTime::fromMSecsSinceEpoch(b, m_zone));
+                }
+                continue;
+            }
             d->occurrences(s, item, from, to, [&](const QDateTime &start, const QDateTime &end) {
                 if (skip.contains(start.toMSecsSinceEpoch()))
                     return;
