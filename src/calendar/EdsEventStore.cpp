@@ -402,15 +402,23 @@ struct EdsEventStore::Private {
         }
     }
 
-    QDateTime toDateTime(const ICalTime *t, ICalTimezone *fallback) const
+    // A date is the start of that day here; a time is read in its own zone,
+    // else the property's, else ours (a floating time).
+    qint64 toMs(const ICalTime *t, ICalTimezone *fallback) const
     {
         if (i_cal_time_is_date(t))
             return ZonedTime::startOfDay(
-                QDate(i_cal_time_get_year(t), i_cal_time_get_month(t), i_cal_time_get_day(t)), q->m_zone);
+                QDate(i_cal_time_get_year(t), i_cal_time_get_month(t), i_cal_time_get_day(t)), q->m_zone)
+                .toMSecsSinceEpoch();
         ICalTimezone *z = i_cal_time_is_utc(t) ? i_cal_timezone_get_utc_timezone() : i_cal_time_get_timezone(t);
         if (!z)
             z = fallback ? fallback : localZone;
-        return QDateTime::fromSecsSinceEpoch(qint64(i_cal_time_as_timet_with_zone(t, z)), q->m_zone);
+        return qint64(i_cal_time_as_timet_with_zone(t, z)) * 1000;
+    }
+
+    QDateTime toDateTime(const ICalTime *t, ICalTimezone *fallback) const
+    {
+        return QDateTime::fromMSecsSinceEpoch(toMs(t, fallback), q->m_zone);
     }
 
     // The zone named on a date property, when it names one.
@@ -442,7 +450,7 @@ struct EdsEventStore::Private {
         auto each
             = [](ICalComponent *, ICalTime *is, ICalTime *ie, gpointer data, GCancellable *, GError **) -> gboolean {
             auto *c = static_cast<Ctx *>(data);
-            (*c->sink)(c->d->toDateTime(is, c->startZone), c->d->toDateTime(ie, c->startZone));
+            (*c->sink)(c->d->toMs(is, c->startZone), c->d->toMs(ie, c->startZone));
             return TRUE;
         };
         GError *error = nullptr;
@@ -507,10 +515,8 @@ struct EdsEventStore::Private {
             item.lastEndMs = item.lastEnd.toMSecsSinceEpoch();
             return;
         }
-        occurrences(
-            s, item, item.start.addDays(-1), item.start.addYears(30), [&](const QDateTime &a, const QDateTime &b) {
-                item.expanded.emplace_back(a.toMSecsSinceEpoch(), b.toMSecsSinceEpoch());
-            });
+        occurrences(s, item, item.start.addDays(-1), item.start.addYears(30),
+            [&](qint64 a, qint64 b) { item.expanded.emplace_back(a, b); });
         item.lastEndMs = item.startMs;
         for (const auto &[a, b] : item.expanded)
             item.lastEndMs = std::max(item.lastEndMs, b);
@@ -688,11 +694,9 @@ QList<EventStore::Event> EdsEventStore::events(const QDateTime &from, const QDat
                 }
                 continue;
             }
-            d->occurrences(s, item, from, to, [&](const QDateTime &start, const QDateTime &end) {
-                if (skip.contains(start.toMSecsSinceEpoch()))
-                    return;
-                if (start.toMSecsSinceEpoch() < toMs && end.toMSecsSinceEpoch() > fromMs)
-                    add(item, start, end);
+            d->occurrences(s, item, from, to, [&](qint64 a, qint64 b) {
+                if (a < toMs && b > fromMs && !skip.contains(a))
+                    add(item, QDateTime::fromMSecsSinceEpoch(a, m_zone), QDateTime::fromMSecsSinceEpoch(b, m_zone));
             });
         }
     }
