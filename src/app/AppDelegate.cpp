@@ -12,6 +12,8 @@
 #include "notch/NotchWindowController.h"
 #include "calendar/CalendarAgenda.h"
 #include "calendar/VdirEventStore.h"
+#include "calendar/EdsEventStore.h"
+#include "calendar/CombinedEventStore.h"
 #include "camera/CameraMirror.h"
 #include "camera/EdgeLight.h"
 #include "notch/QtScreenSource.h"
@@ -90,6 +92,8 @@ AppDelegate::~AppDelegate()
     m_screenLock.reset();
     m_dayStrip.reset();
     m_agenda.reset();
+    m_agendaStore.reset();
+    m_desktopCalendars.reset();
     m_calendarStore.reset();
     m_nearby.reset();
     m_feeds.reset();
@@ -175,10 +179,13 @@ bool AppDelegate::launch()
     m_edgeLight = std::make_unique<EdgeLight>(*m_screens, Clock::system());
     EdgeLight::setInstance(m_edgeLight.get());
 
-    // The calendar: the user's own folders of events.
+    // The calendar: the desktop's calendar service (when the session has
+    // one; it receives quick-added events) and the user's own folders.
     m_calendarStore = std::make_unique<VdirEventStore>(Clock::system(), VdirEventStore::defaultRoot(),
                                                        VdirEventStore::configuredFolders(*m_defaults));
-    m_agenda = std::make_unique<CalendarAgenda>(*m_calendarStore, Clock::system());
+    m_desktopCalendars = std::make_unique<EdsEventStore>();
+    m_agendaStore = std::make_unique<CombinedEventStore>(QList<EventStore *>{m_desktopCalendars.get(), m_calendarStore.get()});
+    m_agenda = std::make_unique<CalendarAgenda>(*m_agendaStore, Clock::system());
     CalendarAgenda::setInstance(m_agenda.get());
     m_dayStrip = std::make_unique<AgendaDayStrip>(*m_agenda);
 
@@ -196,6 +203,9 @@ bool AppDelegate::launch()
     if (QQmlEngine *engine = m_controller->engine())
         ThumbnailCache::registerImageProvider(*engine);
     m_controller->show();
+    // Reaching the calendar service waits for nothing, but is left until the
+    // notch is up; its calendars join the agenda as they open.
+    QMetaObject::invokeMethod(m_desktopCalendars.get(), &EdsEventStore::open, Qt::QueuedConnection);
     // The device chooser stays until the user picks a device or closes it.
     connect(m_nearby.get(), &NearbyShare::phaseChanged, this,
             [this] { m_controller->setAwaitingAnswer(m_nearby->phase() == NearbyShare::Phase::Choosing); });

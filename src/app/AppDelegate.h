@@ -15,6 +15,8 @@ class CameraMirror;
 class EdgeLight;
 class CaptureSession;
 class VdirEventStore;
+class EdsEventStore;
+class CombinedEventStore;
 class DayStripControl;
 class ThumbnailCache;
 class TrayStore;
@@ -74,6 +76,8 @@ private:
     std::unique_ptr<FileFeeds> m_feeds;
     std::unique_ptr<NearbyShare> m_nearby;
     std::unique_ptr<VdirEventStore> m_calendarStore;
+    std::unique_ptr<EdsEventStore> m_desktopCalendars;
+    std::unique_ptr<CombinedEventStore> m_agendaStore;
     std::unique_ptr<CalendarAgenda> m_agenda;
     std::unique_ptr<DayStripControl> m_dayStrip;
     std::unique_ptr<PulseAudioOutput> m_volumeBackend;

@@ -32,6 +32,10 @@ public:
     struct Event
     {
         QString id;
+        // The iCalendar UID: the same event reached through two stores
+        // (a calendar synced into a folder and also kept by the desktop's
+        // calendar service) has the same one.
+        QString uid;
         QString calendarId;
         QString title;
         QDateTime start;

@@ -580,6 +580,7 @@ QList<EventStore::Event> VdirEventStore::events(const QDateTime &from, const QDa
                 auto emitOccurrence = [&](const QDateTime &start, const QDateTime &end, const QString &id) {
                     Event e;
                     e.id = id;
+                    e.uid = item.uid;
                     e.calendarId = collection->path;
                     e.title = item.title;
                     e.start = start;

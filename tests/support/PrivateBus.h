@@ -13,6 +13,7 @@ public:
     // Empty on success, else what went wrong (naming the Debian package).
     QString start();
     QString address() const { return m_address; }
+    qint64 pid() const { return m_process.processId(); }
 
 private:
     QProcess m_process;
