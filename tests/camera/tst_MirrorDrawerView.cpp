@@ -104,12 +104,17 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(light.window()));
         QTest::qWait(600);
         const QImage shot = light.window()->grabWindow();
-        // The tube is bright all round, 30 points in from each edge.
-        const int y = shot.height() / 2;
-        QVERIFY(qGray(shot.pixel(30, y)) > 220);
-        QVERIFY(qGray(shot.pixel(shot.width() - 31, y)) > 220);
-        QVERIFY(qGray(shot.pixel(shot.width() / 2, 30)) > 220);
-        QVERIFY(qGray(shot.pixel(shot.width() / 2, y)) < 80);
+        // The tube is evenly bright all round, 30 points in from each edge,
+        // through the corners (where the middle of its bend lies 30 + 28 −
+        // 28/√2 points in along the diagonal), and dark inside.
+        const int w = shot.width() - 1;
+        const int h = shot.height() - 1;
+        const int bend = 38;
+        for (const QPoint &p : {QPoint(30, h / 2), QPoint(w - 30, h / 2), QPoint(w / 2, 30), QPoint(w / 2, h - 30),
+                                QPoint(bend, bend), QPoint(w - bend, bend), QPoint(bend, h - bend),
+                                QPoint(w - bend, h - bend)})
+            QVERIFY2(qGray(shot.pixel(p)) > 225, qPrintable(QStringLiteral("%1,%2: %3").arg(p.x()).arg(p.y()).arg(qGray(shot.pixel(p)))));
+        QVERIFY(qGray(shot.pixel(w / 2, h / 2)) < 80);
         save(shot, QStringLiteral("edge-light-on"));
         light.setOn(false);
 
