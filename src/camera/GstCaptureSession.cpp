@@ -84,7 +84,11 @@ QVideoFrame copyFrame(GstSample *sample)
         return {};
     const int width = GST_VIDEO_INFO_WIDTH(&info);
     const int height = GST_VIDEO_INFO_HEIGHT(&info);
-    QVideoFrame frame(QVideoFrameFormat(QSize(width, height), QVideoFrameFormat::Format_NV12));
+    QVideoFrameFormat format(QSize(width, height), QVideoFrameFormat::Format_NV12);
+    format.setColorRange(GST_VIDEO_INFO_COLORIMETRY(&info).range == GST_VIDEO_COLOR_RANGE_0_255
+                             ? QVideoFrameFormat::ColorRange_Full
+                             : QVideoFrameFormat::ColorRange_Video);
+    QVideoFrame frame(format);
     if (frame.map(QVideoFrame::WriteOnly)) {
         for (int plane = 0; plane < 2; ++plane) {
             const auto *from = static_cast<const uchar *>(GST_VIDEO_FRAME_PLANE_DATA(&source, plane));

@@ -1,6 +1,7 @@
 #include "app/NookSettings.h"
 #include "camera/CameraMirror.h"
 #include "camera/EdgeLight.h"
+#include "camera/MirrorPreview.h"
 #include "camera/FrameAnalyzer.h"
 #include "camera/MirrorDrawerModel.h"
 #include "core/ManualClock.h"
@@ -43,6 +44,26 @@ class tst_MirrorDrawerView : public QObject
     }
 
 private Q_SLOTS:
+    // The preview's own conversion keeps the colours of the picture.
+    void previewKeepsColours_data()
+    {
+        QTest::addColumn<QColor>("colour");
+        for (const char *name : {"red", "lime", "blue", "white", "black", "grey", "#e0a070"})
+            QTest::newRow(name) << QColor(QLatin1String(name));
+    }
+    void previewKeepsColours()
+    {
+        QFETCH(QColor, colour);
+        QImage picture(64, 48, QImage::Format_RGB32);
+        picture.fill(colour);
+        const QImage shown = MirrorPreview::halfSize(CameraFrames::nv12(picture));
+        QCOMPARE(shown.size(), QSize(32, 24));
+        const QColor seen = shown.pixelColor(16, 12);
+        for (const auto &[was, is] : {std::pair{colour.red(), seen.red()}, {colour.green(), seen.green()},
+                                      {colour.blue(), seen.blue()}})
+            QVERIFY2(std::abs(was - is) <= 6, qPrintable(seen.name() + QStringLiteral(" for ") + colour.name()));
+    }
+
     void drawerShowsThePictureAndItsVerdicts()
     {
         QStandardPaths::setTestModeEnabled(true);
