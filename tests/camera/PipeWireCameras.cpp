@@ -8,6 +8,8 @@
 #include <QStandardPaths>
 #include <QSet>
 #include <QThread>
+#include <csignal>
+#include <sys/prctl.h>
 
 namespace {
 
@@ -87,6 +89,8 @@ QString PipeWireCameras::start()
     m_pipewire.setProcessEnvironment(env);
     m_pipewire.setStandardOutputFile(QProcess::nullDevice());
     m_pipewire.setStandardErrorFile(m_dir.filePath(QStringLiteral("pipewire.log")));
+    // A test that crashes must not leave its server behind.
+    m_pipewire.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_pipewire.start(QStringLiteral("pipewire"), {});
     QElapsedTimer waited;
     waited.start();
