@@ -33,7 +33,8 @@ public:
 
     virtual ~CaptureSession() = default;
 
-    // The system's cameras, through Qt Multimedia.
+    // The system's cameras, through GStreamer. Cheap to make: nothing is
+    // set up before the first listing or start.
     static std::unique_ptr<CaptureSession> createSystem(Clock &clock);
 
     virtual QList<CameraDevice> availableCameras() const = 0;

@@ -8,6 +8,8 @@
 #include <QStandardPaths>
 #include <QSet>
 #include <QThread>
+#include <csignal>
+#include <sys/prctl.h>
 
 namespace {
 
@@ -52,8 +54,6 @@ QList<int> sourceNodes(const QJsonArray &objects, const QString &name = {})
 
 PipeWireCameras::~PipeWireCameras()
 {
-    for (const auto &camera : std::as_const(m_cameras))
-        stopProcess(*camera);
     m_linking = false;
     if (m_linker.joinable())
         m_linker.join();
@@ -62,13 +62,11 @@ PipeWireCameras::~PipeWireCameras()
 
 QString PipeWireCameras::start()
 {
-    for (const char *tool : {"pipewire", "pw-dump", "pw-link"}) {
+    for (const char *tool : {"pipewire", "pw-dump", "pw-link", "pw-cli"}) {
         if (QStandardPaths::findExecutable(QString::fromLatin1(tool)).isEmpty())
             return QStringLiteral("%1 is missing: install the Debian packages pipewire and pipewire-bin")
                 .arg(QLatin1String(tool));
     }
-    if (QStandardPaths::findExecutable(QStringLiteral("gst-launch-1.0")).isEmpty())
-        return QStringLiteral("gst-launch-1.0 is missing: install the Debian package gstreamer1.0-tools");
     if (!m_dir.isValid())
         return QStringLiteral("no temporary folder");
     QFile::setPermissions(m_dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
@@ -80,9 +78,19 @@ QString PipeWireCameras::start()
     env.insert(QStringLiteral("XDG_STATE_HOME"), m_dir.filePath(QStringLiteral("state")));
     env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
     env.insert(QStringLiteral("PIPEWIRE_LOG_SYSTEMD"), QStringLiteral("false"));
+    // PipeWire's own test picture source, which the stock configuration
+    // leaves unnamed.
+    QDir().mkpath(m_dir.filePath(QStringLiteral("config/pipewire/pipewire.conf.d")));
+    QFile conf(m_dir.filePath(QStringLiteral("config/pipewire/pipewire.conf.d/cameras.conf")));
+    if (!conf.open(QIODevice::WriteOnly)
+        || conf.write("context.spa-libs = { videotestsrc = videotestsrc/libspa-videotestsrc }\n") < 0)
+        return QStringLiteral("cannot write %1").arg(conf.fileName());
+    conf.close();
     m_pipewire.setProcessEnvironment(env);
     m_pipewire.setStandardOutputFile(QProcess::nullDevice());
     m_pipewire.setStandardErrorFile(m_dir.filePath(QStringLiteral("pipewire.log")));
+    // A test that crashes must not leave its server behind.
+    m_pipewire.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_pipewire.start(QStringLiteral("pipewire"), {});
     QElapsedTimer waited;
     waited.start();
@@ -94,48 +102,43 @@ QString PipeWireCameras::start()
     m_linking = true;
     m_linker = std::thread([this] {
         while (m_linking) {
-            linkReaders();
+            if (!m_linkingPaused)
+                linkReaders();
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
     });
     return {};
 }
 
-QString PipeWireCameras::addCamera(const QString &name, const QString &pngPath)
+QString PipeWireCameras::addCamera(const QString &name)
 {
-    // A choice of formats: PipeWire 0.3.65's device provider drops a fixed
-    // format from the caps it lists, and Qt cannot open a camera without
-    // one. Of these two the source settles on NV21, NV12 with its chroma
-    // bytes swapped: the same luma plane.
-    const QString caps = QStringLiteral("\"video/x-raw,format={NV12,NV21},width=640,height=480,framerate=30/1\"");
-    QString pipeline = pngPath.isEmpty()
-        ? QStringLiteral("videotestsrc is-live=true pattern=ball ! %1").arg(caps)
-        : QStringLiteral("filesrc location=\"%1\" ! pngdec ! imagefreeze is-live=true ! videoconvert ! %2").arg(pngPath, caps);
-    // gst-launch cannot quote inside a quoted property, hence names
-    // without spaces.
-    pipeline += QStringLiteral(" ! pipewiresink mode=provide client-name=%1 "
-                               "stream-properties=\"props,media.class=Video/Source,node.description=%1\"")
-                    .arg(name);
-    auto process = std::make_shared<QProcess>();
-    process->setStandardOutputFile(QProcess::nullDevice());
-    process->setStandardErrorFile(m_dir.filePath(name + QStringLiteral(".log")));
-    process->start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("exec gst-launch-1.0 -q ") + pipeline});
+    // A node inside the server, as the server's own V4L2 monitor makes for
+    // a USB camera: it outlives the tool that asked for it and serves one
+    // reader after another.
+    const QString props = QStringLiteral("{ factory.name=videotestsrc node.name=%1 node.description=%1 "
+                                         "media.class=Video/Source object.linger=true }")
+                              .arg(name);
+    QProcess create;
+    create.start(QStringLiteral("pw-cli"), {QStringLiteral("create-node"), QStringLiteral("adapter"), props});
+    if (!create.waitForFinished(10000) || create.exitCode() != 0)
+        return QStringLiteral("pw-cli could not make camera %1: %2").arg(name, QString::fromUtf8(create.readAllStandardError()));
     QElapsedTimer waited;
     waited.start();
-    while (sourceNodes(dump(), name).isEmpty()) {
-        if (waited.elapsed() > 10000 || process->state() == QProcess::NotRunning)
-            return QStringLiteral("camera %1 did not appear (see %2); is gstreamer1.0-pipewire installed?")
-                .arg(name, m_dir.filePath(name + QStringLiteral(".log")));
+    QList<int> nodes;
+    while ((nodes = sourceNodes(dump(), name)).isEmpty()) {
+        if (waited.elapsed() > 10000)
+            return QStringLiteral("camera %1 did not appear (see %2/pipewire.log); is libspa-0.2-modules installed?")
+                .arg(name, m_dir.path());
         QThread::msleep(50);
     }
-    m_cameras.insert(name, process);
+    m_cameras.insert(name, nodes.first());
     return {};
 }
 
 void PipeWireCameras::removeCamera(const QString &name)
 {
-    if (auto process = m_cameras.take(name))
-        stopProcess(*process);
+    if (m_cameras.contains(name))
+        QProcess::execute(QStringLiteral("pw-cli"), {QStringLiteral("destroy"), QString::number(m_cameras.take(name))});
 }
 
 int PipeWireCameras::readers() const

@@ -9,9 +9,8 @@
 #include <memory>
 
 // Webcams for a machine that has none: a PipeWire server of the test's own
-// and GStreamer pipelines that each offer a video source node to it, as a
-// camera portal or a USB camera handled by PipeWire does. Qt's capture layer
-// finds them through GStreamer's device monitor. The fixture is its own
+// with test picture source nodes in it, as PipeWire makes for USB cameras.
+// The capture layer finds them through GStreamer's device monitor. The fixture is its own
 // session manager: it links each reader to the camera it asked for (the
 // desktop's session manager does that on a real machine; WirePlumber 0.4
 // refuses to link to a node that no device monitor made). Everything lives
@@ -27,13 +26,16 @@ public:
 
     // Empty on success, else what is missing (naming the Debian package).
     QString start();
-    // A 640×480, 30 fps NV12 camera called `name` (one word): a moving test pattern, or
-    // the still picture in `pngPath` when one is given.
-    QString addCamera(const QString &name, const QString &pngPath = {});
+    // A camera called `name` (one word) showing a test picture, in any size
+    // and frame rate a reader asks for.
+    QString addCamera(const QString &name);
     void removeCamera(const QString &name);
 
     // Links from our cameras to anyone reading them: 0 once every reader let go.
     int readers() const;
+    // While off, readers wait unlinked, as with a session manager that
+    // never gets round to them.
+    void setLinking(bool on) { m_linkingPaused = !on; }
     QString folder() const { return m_dir.path(); }
 
 private:
@@ -45,5 +47,6 @@ private:
     // thread until the link is there.
     std::thread m_linker;
     std::atomic<bool> m_linking{false};
-    QMap<QString, std::shared_ptr<QProcess>> m_cameras;
+    std::atomic<bool> m_linkingPaused{false};
+    QMap<QString, int> m_cameras; // name -> node id
 };

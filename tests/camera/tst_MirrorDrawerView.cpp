@@ -1,6 +1,7 @@
 #include "app/NookSettings.h"
 #include "camera/CameraMirror.h"
 #include "camera/EdgeLight.h"
+#include "camera/MirrorPreview.h"
 #include "camera/FrameAnalyzer.h"
 #include "camera/MirrorDrawerModel.h"
 #include "core/ManualClock.h"
@@ -43,6 +44,26 @@ class tst_MirrorDrawerView : public QObject
     }
 
 private Q_SLOTS:
+    // The preview's own conversion keeps the colours of the picture.
+    void previewKeepsColours_data()
+    {
+        QTest::addColumn<QColor>("colour");
+        for (const char *name : {"red", "lime", "blue", "white", "black", "grey", "#e0a070"})
+            QTest::newRow(name) << QColor(QLatin1String(name));
+    }
+    void previewKeepsColours()
+    {
+        QFETCH(QColor, colour);
+        QImage picture(64, 48, QImage::Format_RGB32);
+        picture.fill(colour);
+        const QImage shown = MirrorPreview::halfSize(CameraFrames::nv12(picture));
+        QCOMPARE(shown.size(), QSize(32, 24));
+        const QColor seen = shown.pixelColor(16, 12);
+        for (const auto &[was, is] : {std::pair{colour.red(), seen.red()}, {colour.green(), seen.green()},
+                                      {colour.blue(), seen.blue()}})
+            QVERIFY2(std::abs(was - is) <= 6, qPrintable(seen.name() + QStringLiteral(" for ") + colour.name()));
+    }
+
     void drawerShowsThePictureAndItsVerdicts()
     {
         QStandardPaths::setTestModeEnabled(true);
@@ -104,12 +125,17 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(light.window()));
         QTest::qWait(600);
         const QImage shot = light.window()->grabWindow();
-        // The tube is bright all round, 30 points in from each edge.
-        const int y = shot.height() / 2;
-        QVERIFY(qGray(shot.pixel(30, y)) > 220);
-        QVERIFY(qGray(shot.pixel(shot.width() - 31, y)) > 220);
-        QVERIFY(qGray(shot.pixel(shot.width() / 2, 30)) > 220);
-        QVERIFY(qGray(shot.pixel(shot.width() / 2, y)) < 80);
+        // The tube is evenly bright all round, 30 points in from each edge,
+        // through the corners (where the middle of its bend lies 30 + 28 −
+        // 28/√2 points in along the diagonal), and dark inside.
+        const int w = shot.width() - 1;
+        const int h = shot.height() - 1;
+        const int bend = 38;
+        for (const QPoint &p : {QPoint(30, h / 2), QPoint(w - 30, h / 2), QPoint(w / 2, 30), QPoint(w / 2, h - 30),
+                                QPoint(bend, bend), QPoint(w - bend, bend), QPoint(bend, h - bend),
+                                QPoint(w - bend, h - bend)})
+            QVERIFY2(qGray(shot.pixel(p)) > 225, qPrintable(QStringLiteral("%1,%2: %3").arg(p.x()).arg(p.y()).arg(qGray(shot.pixel(p)))));
+        QVERIFY(qGray(shot.pixel(w / 2, h / 2)) < 80);
         save(shot, QStringLiteral("edge-light-on"));
         light.setOn(false);
 

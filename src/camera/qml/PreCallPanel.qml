@@ -1,5 +1,4 @@
 import QtQuick
-import QtMultimedia
 import Tarnwick
 
 // The mirror itself: the live picture on its rounded surface, the two check
@@ -17,10 +16,9 @@ Item {
         anchors.bottomMargin: 6
         width: Math.round(height * 4 / 3)
 
-        VideoOutput {
+        MirrorPreview {
             id: preview
             anchors.fill: parent
-            fillMode: VideoOutput.PreserveAspectCrop
             // As a mirror, left is left; as others see you, it is not.
             transform: Scale {
                 origin.x: preview.width / 2
