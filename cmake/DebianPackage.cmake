@@ -49,10 +49,9 @@ set(TARNWICK_RUNTIME_DEPENDS
   qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtqml-workerscript
   qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtquick-shapes
   qml6-module-qtquick-layouts qml6-module-qtquick-controls qml6-module-qtquick-templates
-  qml6-module-qtmultimedia
   # The camera mirror reaches webcams through GStreamer (V4L2 devices come
-  # with plugins-good) and saves snaps with plugins-bad's JPEG muxer.
-  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+  # with plugins-good; the conversion to the frames it reads, with -base).
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   # The X11 platform plugin, and SVG for the themed tray icon
   qt6-qpa-plugins libqt6svg6
   # The text font and the icon glyphs of every view

@@ -1,5 +1,4 @@
 import QtQuick
-import QtMultimedia
 import Tarnwick
 
 // The left drawer of the open Nook: a live mirror to check one's look before
