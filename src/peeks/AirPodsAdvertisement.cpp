@@ -56,8 +56,8 @@ std::optional<AirPodsAdvertisement> AirPodsAdvertisement::decode(const QByteArra
     return ad;
 }
 
-AirPodsLevels AirPodsAdvertisement::levels(const QString &name, AirPodsLevels::Model model,
-                                           std::optional<int> battery) const
+AirPodsLevels AirPodsAdvertisement::levels(
+    const QString &name, AirPodsLevels::Model model, std::optional<int> battery) const
 {
     AirPodsLevels levels;
     levels.name = name;

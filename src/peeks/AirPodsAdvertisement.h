@@ -11,8 +11,7 @@
 // advertisement: the message of type 0x07 inside the manufacturer data that
 // Bluetooth LE scans report under Apple's company identifier (0x004C). The
 // levels come in tens of percent, one four-bit value per battery.
-struct AirPodsAdvertisement
-{
+struct AirPodsAdvertisement {
     static constexpr quint16 kAppleCompanyId = 0x004C;
     static constexpr quint8 kProximityPairing = 0x07;
 

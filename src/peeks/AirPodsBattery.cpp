@@ -38,6 +38,17 @@ void AirPodsBattery::outputChanged(const std::optional<SystemVolume::Output> &ou
     attempt();
 }
 
+void AirPodsBattery::follow(SystemVolume &volume)
+{
+    m_seenOutput = volume.hasOutput();
+    if (m_seenOutput)
+        outputChanged(volume.output(), false);
+    connect(&volume, &SystemVolume::outputChanged, this, [this, &volume] {
+        const bool announces = std::exchange(m_seenOutput, true);
+        outputChanged(volume.output(), announces);
+    });
+}
+
 void AirPodsBattery::attempt()
 {
     ++m_attempts;
@@ -110,8 +121,8 @@ std::optional<int> AirPodsBattery::alertThreshold(std::optional<int> lowest, std
 
 AirPodsBattery::Model AirPodsBattery::modelFor(const QString &productId, const QString &name)
 {
-    static const QStringList pro = {QStringLiteral("0x200e"), QStringLiteral("0x2014"), QStringLiteral("0x2024"),
-                                    QStringLiteral("0x2027")};
+    static const QStringList pro
+        = {QStringLiteral("0x200e"), QStringLiteral("0x2014"), QStringLiteral("0x2024"), QStringLiteral("0x2027")};
     static const QStringList max = {QStringLiteral("0x200a"), QStringLiteral("0x201f")};
     const QString id = productId.toLower();
     if (pro.contains(id))
@@ -129,8 +140,8 @@ QString AirPodsBattery::productId(const QString &modalias)
 {
     // BlueZ writes "bluetooth:v004Cp200Ed0B21": Apple's Bluetooth company
     // number; a set seen through USB would carry Apple's USB vendor 05AC.
-    static const QRegularExpression pattern(QStringLiteral("^(bluetooth:v004C|usb:v05AC)p([0-9A-F]{4})"),
-                                            QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression pattern(
+        QStringLiteral("^(bluetooth:v004C|usb:v05AC)p([0-9A-F]{4})"), QRegularExpression::CaseInsensitiveOption);
     const auto match = pattern.match(modalias);
     if (!match.hasMatch())
         return {};

@@ -15,8 +15,7 @@
 // The battery levels of the AirPods that play the sound now. It reads them
 // while they are the output (never otherwise), and asks for a peek out of
 // the notch when they connect and when a battery runs low.
-class AirPodsBattery : public QObject, public QmlSingleton<AirPodsBattery>
-{
+class AirPodsBattery : public QObject, public QmlSingleton<AirPodsBattery> {
     Q_OBJECT
     QML_ELEMENT
     QML_SINGLETON
@@ -42,6 +41,10 @@ public:
     // Told on every change of the default output. `announces` is false for
     // the output found at launch: a set that was already on is not news.
     void outputChanged(const std::optional<SystemVolume::Output> &output, bool announces);
+    // Hands every output of `volume` to outputChanged from now on. The output
+    // it knows now, or the first one it reports when the sound server has
+    // not answered yet, is the state at launch and is not announced.
+    void follow(SystemVolume &volume);
 
     const std::optional<Levels> &levels() const { return m_levels; }
     bool hasLevels() const { return m_levels.has_value(); }
@@ -75,6 +78,7 @@ private:
     std::optional<int> m_lastAlert;
     QString m_name;
     bool m_polling = false;
+    bool m_seenOutput = false;
     bool m_announceNext = false; // the next successful read is a connection
     int m_attempts = 0;
     quint64 m_generation = 0; // tells a late answer from an output gone since

@@ -9,8 +9,7 @@
 
 // Where AirPodsBattery gets its levels from. A read may take a few seconds
 // (it listens to the air for a moment), so it answers through a callback.
-class AirPodsLevelReader
-{
+class AirPodsLevelReader {
 public:
     using Done = std::function<void(std::optional<AirPodsLevels>)>;
 
