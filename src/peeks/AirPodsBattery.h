@@ -26,11 +26,12 @@ public:
     using Levels = AirPodsLevels;
     using Model = AirPodsLevels::Model;
 
-    static constexpr int kThresholds[] = {20, 10}; // percent, highest first
+    static constexpr int kThresholds[] = {Levels::kLow, 10}; // percent, highest first
     static constexpr int kQuickAttempts = 6;
     static constexpr double kQuickRetry = 2; // seconds, while the set is new
     static constexpr double kSlowRetry = 15; // seconds, after the quick attempts
     static constexpr double kReadAgain = 60; // seconds, once levels are known
+    static constexpr double kPeekSeconds = 4; // how long an announcement shows
     // How far above an announced threshold the level must climb before that
     // threshold may announce again.
     static constexpr int kRearmMargin = 5;

@@ -1,3 +1,4 @@
+#include "FakeLevelReader.h"
 #include "core/ManualClock.h"
 #include "peeks/AirPodsAdvertisement.h"
 #include "peeks/AirPodsBattery.h"
@@ -10,22 +11,6 @@ using Level = std::optional<int>;
 constexpr Level none = std::nullopt;
 
 namespace {
-
-// Answers each read at once with whatever the test put in `next`.
-class ScriptedReader : public AirPodsLevelReader
-{
-public:
-    std::optional<AirPodsLevels> next;
-    QStringList reads;
-    int cancels = 0;
-
-    void read(const QString &name, Done done) override
-    {
-        reads << name;
-        done(next);
-    }
-    void cancel() override { ++cancels; }
-};
 
 AirPodsLevels budLevels(Level left, Level right, Level caseLevel = none)
 {
@@ -126,6 +111,18 @@ private Q_SLOTS:
         QCOMPARE(pro.lowest(), Level(40));
     }
 
+    void saysWhatItShows()
+    {
+        QCOMPARE(budLevels(70, 9, 50).summary(), QStringLiteral("Ada's AirPods Pro: left 70%, right 9%, case 50%"));
+        AirPodsLevels max;
+        max.name = QStringLiteral("AirPods Max");
+        QCOMPARE(max.summary(), max.name);
+        max.main = 80;
+        QCOMPARE(max.summary(), QStringLiteral("AirPods Max: battery 80%"));
+        QCOMPARE(max.rightCells().size(), 1);
+        QVERIFY(max.leftCells().isEmpty());
+    }
+
     void namesTheModel_data()
     {
         QTest::addColumn<QString>("source"); // a modalias, or a product ID as written
@@ -175,7 +172,7 @@ private Q_SLOTS:
         QFETCH(QList<int>, rights);
         QFETCH(QList<bool>, peeks);
         ManualClock clock;
-        ScriptedReader reader;
+        FakeLevelReader reader;
         AirPodsBattery battery(clock, reader);
         int announced = 0;
         battery.onAnnounce = [&announced](const AirPodsLevels &) { ++announced; };
@@ -193,7 +190,7 @@ private Q_SLOTS:
     void announcesANewConnectionButNotTheOneFoundAtLaunch()
     {
         ManualClock clock;
-        ScriptedReader reader;
+        FakeLevelReader reader;
         AirPodsBattery battery(clock, reader);
         QList<AirPodsLevels> announced;
         battery.onAnnounce = [&announced](const AirPodsLevels &levels) { announced << levels; };
@@ -211,7 +208,7 @@ private Q_SLOTS:
     void pollsQuicklyThenSlowlyThenOnceAMinute()
     {
         ManualClock clock;
-        ScriptedReader reader;
+        FakeLevelReader reader;
         AirPodsBattery battery(clock, reader);
         QSignalSpy changed(&battery, &AirPodsBattery::levelsChanged);
         battery.outputChanged(kAirPods, true);
@@ -239,7 +236,7 @@ private Q_SLOTS:
     void switchingAwayStopsPollingAndForgetsTheLevels()
     {
         ManualClock clock;
-        ScriptedReader reader;
+        FakeLevelReader reader;
         AirPodsBattery battery(clock, reader);
         reader.next = budLevels(50, 60);
         battery.outputChanged(kAirPods, false);
