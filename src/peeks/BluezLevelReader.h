@@ -38,9 +38,6 @@ public:
     void read(const QString &name, Done done) override;
     void cancel() override;
 
-    // Whether a discovery of this reader's is running.
-    bool isDiscovering() const { return !m_adapter.isEmpty(); }
-
 private Q_SLOTS:
     void onInterfacesAdded(const QDBusMessage &message);
     void onPropertiesChanged(const QDBusMessage &message);
