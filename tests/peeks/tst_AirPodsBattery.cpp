@@ -111,18 +111,6 @@ private Q_SLOTS:
         QCOMPARE(pro.lowest(), Level(40));
     }
 
-    void saysWhatItShows()
-    {
-        QCOMPARE(budLevels(70, 9, 50).summary(), QStringLiteral("Ada's AirPods Pro: left 70%, right 9%, case 50%"));
-        AirPodsLevels max;
-        max.name = QStringLiteral("AirPods Max");
-        QCOMPARE(max.summary(), max.name);
-        max.main = 80;
-        QCOMPARE(max.summary(), QStringLiteral("AirPods Max: battery 80%"));
-        QCOMPARE(max.rightCells().size(), 1);
-        QVERIFY(max.leftCells().isEmpty());
-    }
-
     void namesTheModel_data()
     {
         QTest::addColumn<QString>("source"); // a modalias, or a product ID as written

@@ -7,7 +7,6 @@
 #include "peeks/AirPodsBattery.h"
 #include "platform/MotionPreference.h"
 
-#include <QElapsedTimer>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -191,17 +190,6 @@ Rectangle {
         QCOMPARE(drawsInRed(root), low);
         shoot(*window, shot);
         m_model->endPeek();
-    }
-
-    void peekGoesAwayAfterFourSeconds()
-    {
-        QElapsedTimer shown;
-        shown.start();
-        m_model->showPeek({levels(Model::AirPodsPro, 50, 50, 50)}, AirPodsBattery::kPeekSeconds);
-        QVERIFY(m_model->hasPeek());
-        QTRY_VERIFY_WITH_TIMEOUT(!m_model->hasPeek(), 8000);
-        QVERIFY2(shown.elapsed() >= 3900, qPrintable(QString::number(shown.elapsed())));
-        QCOMPARE(m_model->shapeRect(), m_model->geometry().notchRect());
     }
 
     void bandShowsTheBatteriesWhileAirPodsPlay()
