@@ -1,4 +1,5 @@
 #include "FakeLevelReader.h"
+#include "FakeVolumeBackend.h"
 #include "core/ManualClock.h"
 #include "peeks/AirPodsAdvertisement.h"
 #include "peeks/AirPodsBattery.h"
@@ -191,6 +192,34 @@ private Q_SLOTS:
         QCOMPARE(announced, QList {*reader.next});
         clock.advance(AirPodsBattery::kReadAgain); // later readings are not connections
         QCOMPARE(announced.size(), 1);
+    }
+
+    // Through the volume service, as at start-up: the first output the sound
+    // server reports is the one found at launch.
+    void followsTheVolumeServiceAndAnnouncesOnlyLaterConnections()
+    {
+        ManualClock clock;
+        FakeLevelReader reader;
+        FakeVolumeBackend sound;
+        SystemVolume volume(sound);
+        AirPodsBattery battery(clock, reader);
+        int announced = 0;
+        battery.onAnnounce = [&announced](const AirPodsLevels &) { ++announced; };
+        battery.follow(volume);
+        reader.next = budLevels(80, 90);
+        const auto playOn = [&sound](const QString &name, const QString &bus) {
+            VolumeBackend::Sink sink;
+            sink.id = sink.description = name;
+            sink.properties.insert(QStringLiteral("device.bus"), bus);
+            sound.report(sink);
+        };
+        volume.start();
+        playOn(kAirPods.name, QStringLiteral("bluetooth"));
+        QVERIFY(battery.hasLevels());
+        QCOMPARE(announced, 0);
+        playOn(QStringLiteral("Speakers"), QStringLiteral("pci"));
+        playOn(kAirPods.name, QStringLiteral("bluetooth"));
+        QCOMPARE(announced, 1);
     }
 
     void pollsQuicklyThenSlowlyThenOnceAMinute()
