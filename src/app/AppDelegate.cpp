@@ -9,6 +9,7 @@
 #include "core/UserDefaults.h"
 #include "musicmode/DesktopPoster.h"
 #include "musicmode/MusicMode.h"
+#include "notch/NotchViewModel.h"
 #include "notch/NotchWindowController.h"
 #include "calendar/CalendarAgenda.h"
 #include "calendar/VdirEventStore.h"
@@ -26,6 +27,8 @@
 #include "tray/ThumbnailCache.h"
 #include "tray/TrayStore.h"
 #include "notch/ScreenLock.h"
+#include "peeks/AirPodsBattery.h"
+#include "peeks/BluezLevelReader.h"
 #include "peeks/PulseAudioOutput.h"
 #include "peeks/SystemVolume.h"
 #include "platform/MotionPreference.h"
@@ -101,6 +104,8 @@ AppDelegate::~AppDelegate()
     m_thumbnails.reset();
     m_nowPlaying.reset();
     m_volumeControl.reset();
+    m_airPods.reset();
+    m_airPodsReader.reset();
     m_volume.reset();
     m_volumeBackend.reset();
 }
@@ -148,13 +153,17 @@ bool AppDelegate::launch()
     followNowPlayingSwitch();
     connect(m_settings.get(), &NookSettings::showsNowPlayingChanged, this, &AppDelegate::followNowPlayingSwitch);
 
-    // 4. The system volume, followed from the sound server's own events. The
-    // AirPods reader joins here: it is handed the output device now and on
-    // every change, and its announcements become the notch's 4-second peek
-    // once the notch exists (step 6).
+    // 4. The system volume, followed from the sound server's own events, and
+    // the AirPods battery, handed every output it reports (the first one is
+    // the state at launch and is not announced); its announcements become
+    // the notch's peek once the notch exists (step 6).
     m_volumeBackend = std::make_unique<PulseAudioOutput>(Clock::system());
     m_volume = std::make_unique<SystemVolume>(*m_volumeBackend);
     SystemVolume::setInstance(m_volume.get());
+    m_airPodsReader = std::make_unique<BluezLevelReader>(QDBusConnection::systemBus(), Clock::system());
+    m_airPods = std::make_unique<AirPodsBattery>(Clock::system(), *m_airPodsReader);
+    AirPodsBattery::setInstance(m_airPods.get());
+    m_airPods->follow(*m_volume);
     m_volume->start();
     m_volumeControl = std::make_unique<SystemVolumeControl>(*m_volume);
 
@@ -206,6 +215,9 @@ bool AppDelegate::launch()
     // Reaching the calendar service waits for nothing, but is left until the
     // notch is up; its calendars join the agenda as they open.
     QMetaObject::invokeMethod(m_desktopCalendars.get(), &EdsEventStore::open, Qt::QueuedConnection);
+    m_airPods->onAnnounce = [this](const AirPodsLevels &levels) {
+        m_controller->model()->showPeek({levels}, AirPodsBattery::kPeekSeconds);
+    };
     // The device chooser stays until the user picks a device or closes it.
     connect(m_nearby.get(), &NearbyShare::phaseChanged, this,
             [this] { m_controller->setAwaitingAnswer(m_nearby->phase() == NearbyShare::Phase::Choosing); });

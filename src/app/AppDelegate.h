@@ -22,6 +22,8 @@ class ThumbnailCache;
 class TrayStore;
 class FileFeeds;
 class NearbyShare;
+class AirPodsBattery;
+class BluezLevelReader;
 class PulseAudioOutput;
 class ScreenLock;
 class SystemVolume;
@@ -82,6 +84,9 @@ private:
     std::unique_ptr<DayStripControl> m_dayStrip;
     std::unique_ptr<PulseAudioOutput> m_volumeBackend;
     std::unique_ptr<SystemVolume> m_volume;
+    // The reader outlives the battery service that reads through it.
+    std::unique_ptr<BluezLevelReader> m_airPodsReader;
+    std::unique_ptr<AirPodsBattery> m_airPods;
     std::unique_ptr<VolumeControl> m_volumeControl;
     std::unique_ptr<ScreenLock> m_screenLock;
     std::unique_ptr<QtScreenSource> m_screens;

@@ -14,6 +14,7 @@
 #include "notch/NotchViewModel.h"
 #include "nowplaying/NowPlayingAdapter.h"
 #include "nowplaying/NowPlayingService.h"
+#include "peeks/AirPodsBattery.h"
 #include "peeks/SystemVolume.h"
 #include "tray/FileFeeds.h"
 #include "tray/NearbyShare.h"
@@ -80,6 +81,14 @@ public:
     void setMuted(const QString &, bool) override {}
 };
 
+// No AirPods: the volume band shows its wedge.
+class NoAirPods final : public AirPodsLevelReader
+{
+public:
+    void read(const QString &, Done done) override { done(std::nullopt); }
+    void cancel() override {}
+};
+
 // A machine without cameras: the mirror drawer shows its "connect a camera"
 // state and no device is ever opened by the self-test.
 class NoCameras final : public CaptureSession
@@ -117,6 +126,9 @@ int SelfTest::run()
     SystemVolume volume(sound);
     SystemVolume::setInstance(&volume);
     volume.start();
+    NoAirPods noAirPods;
+    AirPodsBattery airPods(Clock::system(), noAirPods);
+    AirPodsBattery::setInstance(&airPods);
     MotionPreference motion(nullptr);
     MotionPreference::setInstance(&motion);
     // No helper: the Now Playing page shows its unavailable state.

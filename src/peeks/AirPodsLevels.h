@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QVariantList>
 #include <QtQml/qqmlregistration.h>
 #include <optional>
 
@@ -19,6 +20,15 @@ class AirPodsLevels
     Q_PROPERTY(int caseLevel READ caseOrNone)
     Q_PROPERTY(int main READ mainOrNone)
     Q_PROPERTY(int lowest READ lowestOrNone)
+    // What the views draw, decided here: the model's glyph, one cell per
+    // battery reported ({label, value, percent, low}), and a sentence for
+    // screen readers and tooltips. The peek splits the cells by side: the
+    // left bud beside the glyph left of the notch, the rest right of it.
+    Q_PROPERTY(QString symbol READ symbol)
+    Q_PROPERTY(QVariantList cells READ cells)
+    Q_PROPERTY(QVariantList leftCells READ leftCells)
+    Q_PROPERTY(QVariantList rightCells READ rightCells)
+    Q_PROPERTY(QString summary READ summary)
 
 public:
     enum class Model { AirPods, AirPodsPro, AirPodsMax };
@@ -47,6 +57,16 @@ public:
     int caseOrNone() const { return caseLevel.value_or(-1); }
     int mainOrNone() const { return main.value_or(-1); }
     int lowestOrNone() const { return lowest().value_or(-1); }
+
+    // At or below this a battery is drawn as low; it is also the first
+    // level at which a peek warns.
+    static constexpr int kLow = 20;
+
+    QString symbol() const;
+    QVariantList cells() const;
+    QVariantList leftCells() const;
+    QVariantList rightCells() const;
+    QString summary() const;
 
     bool operator==(const AirPodsLevels &) const = default;
 };

@@ -1,5 +1,8 @@
+#include "FakeLevelReader.h"
 #include "FakeVolumeBackend.h"
 #include "core/QmlModule.h"
+#include "core/ManualClock.h"
+#include "peeks/AirPodsBattery.h"
 #include "peeks/SystemVolume.h"
 #include "platform/MotionPreference.h"
 
@@ -19,6 +22,10 @@ class tst_VolumeViews : public QObject
 
     FakeVolumeBackend m_backend;
     std::unique_ptr<SystemVolume> m_volume;
+    // The band reads the AirPods battery too; no AirPods play here.
+    ManualClock m_clock;
+    FakeLevelReader m_noAirPods;
+    AirPodsBattery m_airPods {m_clock, m_noAirPods};
     MotionPreference m_motion{nullptr};
     QQmlEngine m_engine;
     std::unique_ptr<QQuickWindow> m_window;
@@ -51,6 +58,7 @@ private Q_SLOTS:
     {
         m_volume = std::make_unique<SystemVolume>(m_backend);
         SystemVolume::setInstance(m_volume.get());
+        AirPodsBattery::setInstance(&m_airPods);
         MotionPreference::setInstance(&m_motion);
         m_motion.setReduceMotion(true); // no animation to wait for
         // Starts as a new user's machine without a sound server.

@@ -34,7 +34,13 @@ Item {
     property Component rightWing: Component {
         Item { PlaybackLevelView { anchors.centerIn: parent } }
     }
-    property Component peekView
+    property Component peekView: Component {
+        AirPodsPeekView {
+            levels: root.model.peekLevels
+            sideWidth: (root.model.peekRect.width - root.model.geometry.notchSize.width) / 2
+            cornerInset: root.model.bottomRadius
+        }
+    }
 
     readonly property rect shape: model.shapeRect
     readonly property bool open: model.isExpanded

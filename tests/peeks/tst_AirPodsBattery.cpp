@@ -1,0 +1,300 @@
+#include "FakeLevelReader.h"
+#include "FakeVolumeBackend.h"
+#include "core/ManualClock.h"
+#include "peeks/AirPodsAdvertisement.h"
+#include "peeks/AirPodsBattery.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using Model = AirPodsLevels::Model;
+using Level = std::optional<int>;
+constexpr Level none = std::nullopt;
+
+namespace {
+
+AirPodsLevels budLevels(Level left, Level right, Level caseLevel = none)
+{
+    AirPodsLevels levels;
+    levels.name = QStringLiteral("Ada's AirPods Pro");
+    levels.model = Model::AirPodsPro;
+    levels.left = left;
+    levels.right = right;
+    levels.caseLevel = caseLevel;
+    return levels;
+}
+
+SystemVolume::Output output(const QString &name, SystemVolume::Output::Kind kind)
+{
+    return {name, kind};
+}
+
+const SystemVolume::Output kAirPods = output(QStringLiteral("Ada's AirPods Pro"), SystemVolume::OutputKind::AirPods);
+const SystemVolume::Output kSpeakers = output(QStringLiteral("Speakers"), SystemVolume::OutputKind::BuiltIn);
+
+} // namespace
+
+class tst_AirPodsBattery : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void decodesTheProximityAdvertisement_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<Level>("left");
+        QTest::addColumn<Level>("right");
+        QTest::addColumn<Level>("caseLevel");
+        QTest::addColumn<int>("charging"); // 1 left, 2 right, 4 case
+        // type, length, prefix, product (low byte first), status, buds,
+        // charging|case, then the encrypted tail a real message carries.
+        const QByteArray tail = QByteArray::fromHex("0100050000000000000000000000000000000000");
+        QTest::newRow("both buds, left in the low bits") << QByteArray::fromHex("071901" "0e20" "2b" "97" "0f") + tail
+                                                         << Level(70) << Level(90) << none << 0;
+        QTest::newRow("sides swapped") << QByteArray::fromHex("071901" "0e20" "0b" "97" "0f") + tail << Level(90)
+                                       << Level(70) << none << 0;
+        QTest::newRow("right bud in the case, charging") << QByteArray::fromHex("071901" "0e20" "2b" "a6" "28") + tail
+                                                         << Level(60) << Level(100) << Level(80) << 2;
+        QTest::newRow("one bud out of reach") << QByteArray::fromHex("071901" "0e20" "2b" "f5" "1f") + tail
+                                              << Level(50) << none << none << 1;
+        QTest::newRow("values above ten are unknown") << QByteArray::fromHex("071901" "0e20" "2b" "cb" "0e") + tail
+                                                      << none << none << none << 0;
+        QTest::newRow("case charging keeps its level") << QByteArray::fromHex("071901" "0e20" "2b" "88" "43") + tail
+                                                       << Level(80) << Level(80) << Level(30) << 4;
+        QTest::newRow("charging follows the swap") << QByteArray::fromHex("071901" "0e20" "0b" "55" "15") + tail
+                                                   << Level(50) << Level(50) << Level(50) << 2;
+        QTest::newRow("shortest message that holds the levels") << QByteArray::fromHex("070601" "0e20" "2b" "55" "05")
+                                                                << Level(50) << Level(50) << Level(50) << 0;
+    }
+    void decodesTheProximityAdvertisement()
+    {
+        QFETCH(QByteArray, data);
+        QFETCH(Level, left);
+        QFETCH(Level, right);
+        QFETCH(Level, caseLevel);
+        QFETCH(int, charging);
+        const auto ad = AirPodsAdvertisement::decode(data);
+        QVERIFY(ad.has_value());
+        QCOMPARE(ad->productId, 0x200e);
+        QCOMPARE(ad->left, left);
+        QCOMPARE(ad->right, right);
+        QCOMPARE(ad->caseLevel, caseLevel);
+        QCOMPARE(int(ad->leftCharging) | int(ad->rightCharging) << 1 | int(ad->caseCharging) << 2, charging);
+    }
+
+    void ignoresOtherMessages_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("nearby info, type 0x10") << QByteArray::fromHex("100519" "1e0a0b0c0d");
+        QTest::newRow("cut short") << QByteArray::fromHex("071901" "0e20" "2b" "97");
+        QTest::newRow("declared too short") << QByteArray::fromHex("070201" "0e20" "2b" "97" "0f");
+    }
+    void ignoresOtherMessages()
+    {
+        QFETCH(QByteArray, data);
+        QVERIFY(!AirPodsAdvertisement::decode(data).has_value());
+    }
+
+    void overEarSetsHaveOneBattery()
+    {
+        const auto ad = AirPodsAdvertisement::decode(QByteArray::fromHex("071901" "0a20" "2b" "f7" "0f"));
+        QVERIFY(ad.has_value());
+        const AirPodsLevels max = ad->levels(QStringLiteral("AirPods Max"), Model::AirPodsMax, 40);
+        QCOMPARE(max.main, Level(70));
+        QCOMPARE(max.left, none);
+        QCOMPARE(max.caseLevel, none);
+        // Buds that say nothing leave the headset's own report as the level.
+        const auto silent = AirPodsAdvertisement::decode(QByteArray::fromHex("071901" "0e20" "2b" "ff" "05"));
+        const AirPodsLevels pro = silent->levels(QStringLiteral("AirPods Pro"), Model::AirPodsPro, 40);
+        QCOMPARE(pro.main, Level(40));
+        QCOMPARE(pro.caseLevel, Level(50));
+        QCOMPARE(pro.lowest(), Level(40));
+    }
+
+    void namesTheModel_data()
+    {
+        QTest::addColumn<QString>("source"); // a modalias, or a product ID as written
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<Model>("model");
+        QTest::newRow("Pro, upper case") << "bluetooth:v004Cp200Ed0B21" << "Headset" << Model::AirPodsPro;
+        QTest::newRow("Pro 2 over USB-C case") << "bluetooth:v004Cp2024d0100" << "Kitchen" << Model::AirPodsPro;
+        QTest::newRow("Max") << "bluetooth:v004Cp201Fd0001" << "Headset" << Model::AirPodsMax;
+        QTest::newRow("unknown ID, Max by name") << "bluetooth:v004Cp2013d0001" << "Ada's AirPods Max"
+                                                 << Model::AirPodsMax;
+        QTest::newRow("no ID, Pro by name") << "" << "AirPods PRO" << Model::AirPodsPro;
+        QTest::newRow("Max wins over Pro in a name") << "" << "AirPods Max Pro" << Model::AirPodsMax;
+        QTest::newRow("another maker's product 200e") << "bluetooth:v000Fp200Ed0001" << "Buds" << Model::AirPods;
+        QTest::newRow("Pro ID in upper case") << "0x200E" << "Headset" << Model::AirPodsPro;
+        QTest::newRow("plain") << "bluetooth:v004Cp2002d0001" << "AirPods" << Model::AirPods;
+    }
+    void namesTheModel()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, name);
+        QFETCH(Model, model);
+        const QString id = source.startsWith(QLatin1String("0x")) ? source : AirPodsBattery::productId(source);
+        QCOMPARE(AirPodsBattery::modelFor(id, name), model);
+    }
+
+    // Each row is one reading after launch: the lowest levels and whether
+    // that reading makes a peek.
+    void alertsOncePerThresholdAndDischarge_data()
+    {
+        QTest::addColumn<QList<int>>("lefts");
+        QTest::addColumn<QList<int>>("rights");
+        QTest::addColumn<QList<bool>>("peeks");
+        QTest::newRow("30/19, then 9") << QList {30, 30, 30, 30} << QList {19, 15, 9, 5}
+                                       << QList {true, false, true, false};
+        QTest::newRow("straight to 9 alerts at 10 only") << QList {9, 8} << QList {50, 50} << QList {true, false};
+        QTest::newRow("wavering at 20 alerts once") << QList {20, 21, 20, 24, 20} << QList {80, 80, 80, 80, 80}
+                                                    << QList {true, false, false, false, false};
+        QTest::newRow("charging re-arms") << QList {20, 60, 20, 10, 30, 10} << QList {90, 90, 90, 90, 90, 90}
+                                          << QList {true, false, true, true, false, true};
+        QTest::newRow("charged from 9 to 20 keeps 20 quiet") << QList {9, 20, 20, 10}
+                                                             << QList {90, 90, 90, 90}
+                                                             << QList {true, false, false, true};
+    }
+    void alertsOncePerThresholdAndDischarge()
+    {
+        QFETCH(QList<int>, lefts);
+        QFETCH(QList<int>, rights);
+        QFETCH(QList<bool>, peeks);
+        ManualClock clock;
+        FakeLevelReader reader;
+        AirPodsBattery battery(clock, reader);
+        int announced = 0;
+        battery.onAnnounce = [&announced](const AirPodsLevels &) { ++announced; };
+        reader.next = budLevels(lefts.at(0), rights.at(0), 5); // the case never alerts
+        battery.outputChanged(kAirPods, false);
+        for (int i = 0; i < lefts.size(); ++i) {
+            reader.next = budLevels(lefts.at(i), rights.at(i), 5);
+            if (i > 0)
+                clock.advance(AirPodsBattery::kReadAgain);
+            QVERIFY2(announced == int(peeks.at(i)), qPrintable(QStringLiteral("reading %1").arg(i)));
+            announced = 0;
+        }
+    }
+
+    void announcesANewConnectionButNotTheOneFoundAtLaunch()
+    {
+        ManualClock clock;
+        FakeLevelReader reader;
+        AirPodsBattery battery(clock, reader);
+        QList<AirPodsLevels> announced;
+        battery.onAnnounce = [&announced](const AirPodsLevels &levels) { announced << levels; };
+        reader.next = budLevels(80, 90, 100);
+        battery.outputChanged(kAirPods, false);
+        QCOMPARE(battery.levels(), reader.next);
+        QVERIFY(announced.isEmpty());
+        battery.outputChanged(kSpeakers, true);
+        battery.outputChanged(kAirPods, true);
+        QCOMPARE(announced, QList {*reader.next});
+        clock.advance(AirPodsBattery::kReadAgain); // later readings are not connections
+        QCOMPARE(announced.size(), 1);
+    }
+
+    // Through the volume service, as at start-up: the first output the sound
+    // server reports is the one found at launch.
+    void followsTheVolumeServiceAndAnnouncesOnlyLaterConnections()
+    {
+        ManualClock clock;
+        FakeLevelReader reader;
+        FakeVolumeBackend sound;
+        SystemVolume volume(sound);
+        AirPodsBattery battery(clock, reader);
+        int announced = 0;
+        battery.onAnnounce = [&announced](const AirPodsLevels &) { ++announced; };
+        battery.follow(volume);
+        reader.next = budLevels(80, 90);
+        const auto playOn = [&sound](const QString &name, const QString &bus) {
+            VolumeBackend::Sink sink;
+            sink.id = sink.description = name;
+            sink.properties.insert(QStringLiteral("device.bus"), bus);
+            sound.report(sink);
+        };
+        volume.start();
+        playOn(kAirPods.name, QStringLiteral("bluetooth"));
+        QVERIFY(battery.hasLevels());
+        QCOMPARE(announced, 0);
+        playOn(QStringLiteral("Speakers"), QStringLiteral("pci"));
+        playOn(kAirPods.name, QStringLiteral("bluetooth"));
+        QCOMPARE(announced, 1);
+    }
+
+    void pollsQuicklyThenSlowlyThenOnceAMinute()
+    {
+        ManualClock clock;
+        FakeLevelReader reader;
+        AirPodsBattery battery(clock, reader);
+        QSignalSpy changed(&battery, &AirPodsBattery::levelsChanged);
+        battery.outputChanged(kAirPods, true);
+        QCOMPARE(reader.reads, QStringList {kAirPods.name});
+        // Times after the connection at which the reader is asked.
+        QList<double> times;
+        for (double t = 0; t < 60; t += 0.5) {
+            const auto before = reader.reads.size();
+            clock.advance(0.5);
+            if (reader.reads.size() > before)
+                times << t + 0.5;
+        }
+        QCOMPARE(times, (QList<double> {2, 4, 6, 8, 10, 25, 40, 55}));
+        reader.next = budLevels(50, 60);
+        clock.advance(10);
+        QCOMPARE(changed.count(), 1);
+        const auto reads = reader.reads.size();
+        clock.advance(59);
+        QCOMPARE(reader.reads.size(), reads);
+        clock.advance(1);
+        QCOMPARE(reader.reads.size(), reads + 1);
+        QCOMPARE(clock.pendingCount(), 1); // one poller
+    }
+
+    void switchingAwayStopsPollingAndForgetsTheLevels()
+    {
+        ManualClock clock;
+        FakeLevelReader reader;
+        AirPodsBattery battery(clock, reader);
+        reader.next = budLevels(50, 60);
+        battery.outputChanged(kAirPods, false);
+        QVERIFY(battery.hasLevels());
+        QSignalSpy changed(&battery, &AirPodsBattery::levelsChanged);
+        battery.outputChanged(kSpeakers, true);
+        QCOMPARE(changed.count(), 1);
+        QVERIFY(!battery.hasLevels());
+        QVERIFY(!battery.isPolling());
+        QCOMPARE(reader.cancels, 1);
+        QCOMPARE(clock.pendingCount(), 0);
+        clock.advance(3600);
+        QCOMPARE(reader.reads.size(), 1);
+        // No output at all, and another kind of headphones, do not poll either.
+        battery.outputChanged(std::nullopt, true);
+        battery.outputChanged(output(QStringLiteral("Jabra"), SystemVolume::OutputKind::Headphones), true);
+        QCOMPARE(reader.reads.size(), 1);
+        QCOMPARE(clock.pendingCount(), 0);
+    }
+
+    // A read still out when the output changes must not fill in the levels
+    // of a set that is gone.
+    void aLateAnswerForAnOldOutputIsDropped()
+    {
+        class SlowReader : public AirPodsLevelReader
+        {
+        public:
+            Done pending;
+            void read(const QString &, Done done) override { pending = std::move(done); }
+            void cancel() override { }
+        } reader;
+        ManualClock clock;
+        AirPodsBattery battery(clock, reader);
+        battery.outputChanged(kAirPods, true);
+        const auto late = reader.pending;
+        battery.outputChanged(kSpeakers, true);
+        late(budLevels(50, 60));
+        QVERIFY(!battery.hasLevels());
+        QCOMPARE(clock.pendingCount(), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_AirPodsBattery)
+#include "tst_AirPodsBattery.moc"

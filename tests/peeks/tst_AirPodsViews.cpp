@@ -1,0 +1,222 @@
+#include "FakeLevelReader.h"
+#include "FakeVolumeBackend.h"
+#include "app/NookSettings.h"
+#include "core/QmlModule.h"
+#include "core/UserDefaults.h"
+#include "notch/NotchViewModel.h"
+#include "peeks/AirPodsBattery.h"
+#include "platform/MotionPreference.h"
+
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using Model = AirPodsLevels::Model;
+
+namespace {
+
+AirPodsLevels levels(Model model, std::optional<int> left, std::optional<int> right, std::optional<int> caseLevel,
+                     std::optional<int> main = {})
+{
+    AirPodsLevels l;
+    l.name = model == Model::AirPodsMax ? QStringLiteral("AirPods Max") : QStringLiteral("Ada's AirPods Pro");
+    l.model = model;
+    l.left = left;
+    l.right = right;
+    l.caseLevel = caseLevel;
+    l.main = main;
+    return l;
+}
+
+} // namespace
+
+// The AirPods peek out of the closed notch (drawn as the notch panel draws
+// it, on the shortest notch a screen can have) and the batteries in the
+// volume band. Pictures of each state are written when TARNWICK_SCREENSHOTS
+// names a folder.
+class tst_AirPodsViews : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<UserDefaults> m_defaults;
+    std::unique_ptr<NookSettings> m_settings;
+    std::unique_ptr<NotchViewModel> m_model;
+    FakeVolumeBackend m_sound;
+    std::unique_ptr<SystemVolume> m_volume;
+    FakeLevelReader m_reader;
+    std::unique_ptr<AirPodsBattery> m_battery;
+    MotionPreference m_motion {nullptr};
+    QQmlEngine m_engine;
+
+    std::unique_ptr<QQuickWindow> show(const QByteArray &qml, const QSize &size, QVariantMap properties = {})
+    {
+        QQmlComponent component(&m_engine);
+        component.setData("import QtQuick\nimport Tarnwick\n" + qml, QUrl(QStringLiteral("qrc:/tests/host.qml")));
+        auto *root = qobject_cast<QQuickItem *>(component.createWithInitialProperties(properties));
+        if (root == nullptr) {
+            qWarning("%s", qPrintable(component.errorString()));
+            return nullptr;
+        }
+        auto window = std::make_unique<QQuickWindow>();
+        window->resize(size);
+        root->setParentItem(window->contentItem());
+        window->show();
+        if (!QTest::qWaitForWindowExposed(window.get()))
+            return nullptr;
+        return window;
+    }
+
+    static void shoot(QQuickWindow &window, const QString &name)
+    {
+        const QString dir = qEnvironmentVariable("TARNWICK_SCREENSHOTS");
+        if (dir.isEmpty())
+            return;
+        QTest::qWait(200);
+        window.grabWindow().save(dir + QStringLiteral("/%1.png").arg(name));
+    }
+
+    // Whether some text under `item` is drawn in the colour of a low battery.
+    // Repeaters' items are found through the visual tree only.
+    static bool drawsInRed(QQuickItem *item)
+    {
+        if (item->isVisible() && item->property("color").value<QColor>() == QColor(QStringLiteral("#ff453a")))
+            return true;
+        const auto children = item->childItems();
+        return std::any_of(children.begin(), children.end(), [](QQuickItem *child) { return drawsInRed(child); });
+    }
+
+    void playOn(const QString &name, bool airPods)
+    {
+        VolumeBackend::Sink sink;
+        sink.id = name;
+        sink.description = name;
+        sink.hasVolume = true;
+        sink.volume = 0.6;
+        if (airPods)
+            sink.properties.insert(QStringLiteral("device.bus"), QStringLiteral("bluetooth"));
+        m_sound.report(sink);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_defaults = std::make_unique<UserDefaults>(m_dir.filePath(QStringLiteral("Tarnwick.conf")));
+        m_settings = std::make_unique<NookSettings>(*m_defaults);
+        const NotchGeometry geometry(QSizeF(NotchGeometry::kSimulatedNotchWidth, NotchGeometry::kMinimumNotchHeight),
+                                     false, QRectF(0, 0, 1512, 982));
+        m_model = std::make_unique<NotchViewModel>(geometry, *m_settings, Clock::system());
+        m_volume = std::make_unique<SystemVolume>(m_sound);
+        SystemVolume::setInstance(m_volume.get());
+        m_battery = std::make_unique<AirPodsBattery>(Clock::system(), m_reader);
+        AirPodsBattery::setInstance(m_battery.get());
+        m_battery->follow(*m_volume);
+        MotionPreference::setInstance(&m_motion);
+        m_motion.setReduceMotion(true);
+        m_volume->start();
+        QmlModule::prepare(m_engine);
+    }
+
+    void peekFitsBesideTheNotch_data()
+    {
+        QTest::addColumn<AirPodsLevels>("levels");
+        QTest::addColumn<int>("cells");
+        QTest::addColumn<bool>("low");
+        QTest::addColumn<QString>("shot");
+        QTest::newRow("buds and case") << levels(Model::AirPodsPro, 100, 90, 100) << 3 << false << "peek-airpods";
+        QTest::newRow("over-ear") << levels(Model::AirPodsMax, {}, {}, {}, 80) << 1 << false << "peek-airpods-max";
+        QTest::newRow("one bud low, the other in the case")
+            << levels(Model::AirPods, 10, {}, 60) << 2 << true << "peek-airpods-low";
+    }
+    void peekFitsBesideTheNotch()
+    {
+        QFETCH(AirPodsLevels, levels);
+        QFETCH(int, cells);
+        QFETCH(bool, low);
+        QFETCH(QString, shot);
+        m_model->showPeek({levels}, AirPodsBattery::kPeekSeconds);
+        const QRectF peekRect = m_model->peekRect();
+        // A wallpaper-like strip, with the outline placed as the panel places it.
+        auto window = show(R"(
+Rectangle {
+    id: host
+    required property NotchViewModel model
+    width: 2 * 74 + 190 + 2 * 60; height: 40
+    gradient: Gradient { orientation: Gradient.Horizontal
+        GradientStop { position: 0; color: "#4a6fa5" } GradientStop { position: 1; color: "#d4a373" } }
+    Item {
+        x: 60 - host.model.peekRect.x
+        width: host.model.geometry.windowSize.width; height: host.height
+        PlacedNotchShape {
+            anchors.fill: parent
+            color: NookStyle.background
+            shapeX: host.model.shapeRect.x; shapeY: host.model.shapeRect.y
+            shapeWidth: host.model.shapeRect.width; shapeHeight: host.model.shapeRect.height
+            topRadius: host.model.topRadius; bottomRadius: host.model.bottomRadius
+        }
+        AirPodsPeekView {
+            objectName: "peek"
+            visible: host.model.hasPeek
+            levels: host.model.peekLevels
+            cornerInset: host.model.bottomRadius
+            x: host.model.peekRect.x; width: host.model.peekRect.width; height: host.model.peekRect.height
+        }
+    }
+})",
+                           QSize(2 * 74 + 190 + 2 * 60, 40), {{QStringLiteral("model"), QVariant::fromValue(m_model.get())}});
+        QVERIFY(window);
+        auto *root = window->contentItem()->childItems().constFirst();
+        auto *left = root->findChild<QQuickItem *>(QStringLiteral("airPodsPeekLeft"));
+        auto *right = root->findChild<QQuickItem *>(QStringLiteral("airPodsPeekRight"));
+        QVERIFY(left && right);
+        // The Repeaters are children too.
+        QTRY_COMPARE(left->childItems().size() + right->childItems().size() - 3, cells);
+        QTest::qWait(50);
+        // Everything sits in the room added beside the notch, clear of the
+        // outline's rounded lower corners and inside its height.
+        const double side = NotchViewModel::kPeekWidening;
+        const double corner = m_model->bottomRadius();
+        const auto inside = [&](QQuickItem *row, double from, double to) {
+            return row->x() >= from && row->x() + row->width() <= to && row->height() <= peekRect.height();
+        };
+        QVERIFY2(inside(left, corner, side), qPrintable(QStringLiteral("left at %1, %2 wide").arg(left->x()).arg(left->width())));
+        QVERIFY2(inside(right, peekRect.width() - side, peekRect.width() - corner),
+                 qPrintable(QStringLiteral("right at %1, %2 wide").arg(right->x()).arg(right->width())));
+        QCOMPARE(drawsInRed(root), low);
+        shoot(*window, shot);
+        m_model->endPeek();
+    }
+
+    void bandShowsTheBatteriesWhileAirPodsPlay()
+    {
+        playOn(QStringLiteral("Speakers"), false);
+        auto window = show("Rectangle { width: 140; height: 28; color: 'black'; VolumeBand { anchors.fill: parent } }",
+                           QSize(140, 28));
+        QVERIFY(window);
+        auto *detail = window->contentItem()->childItems().constFirst()->findChild<QQuickItem *>(QStringLiteral("airPodsBatteryDetail"));
+        auto *wedge = window->contentItem()->childItems().constFirst()->findChild<QQuickItem *>(QStringLiteral("volumeWedge"));
+        QVERIFY(detail && wedge);
+        QVERIFY(!detail->isVisible() && wedge->isVisible());
+
+        m_reader.next = levels(Model::AirPodsPro, 100, 15, 100);
+        playOn(QStringLiteral("Ada's AirPods Pro"), true);
+        QTRY_VERIFY(detail->isVisible());
+        QVERIFY(!wedge->isVisible());
+        QTest::qWait(50); // the row lays out its cells before it is drawn
+        QVERIFY(drawsInRed(detail)); // the right bud, at 15 %
+        // The band's slot on the Now Playing page is 140 points wide.
+        QVERIFY2(detail->implicitWidth() <= 140, qPrintable(QString::number(detail->implicitWidth())));
+        shoot(*window, QStringLiteral("volume-band-airpods"));
+
+        playOn(QStringLiteral("Speakers"), false);
+        QVERIFY(!detail->isVisible() && wedge->isVisible());
+    }
+};
+
+QTEST_MAIN(tst_AirPodsViews)
+#include "tst_AirPodsViews.moc"
