@@ -38,6 +38,9 @@ class X11Session:
                         XDG_CACHE_HOME=os.path.join(self.tmp, "home/.cache"),
                         XDG_RUNTIME_DIR=os.path.join(self.tmp, "run"))
         self.env.pop("WAYLAND_DISPLAY", None)
+        # Never the developer's own session bus: a quick add typed by a test
+        # would land in their real calendar. start_buses() gives a private one.
+        self.env.pop("DBUS_SESSION_BUS_ADDRESS", None)
         self.env.pop("QT_QPA_PLATFORM", None)
         os.makedirs(self.env["HOME"])
         os.makedirs(self.env["XDG_RUNTIME_DIR"], mode=0o700)
