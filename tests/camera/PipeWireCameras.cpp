@@ -102,8 +102,11 @@ QString PipeWireCameras::start()
     m_linking = true;
     m_linker = std::thread([this] {
         while (m_linking) {
-            if (!m_linkingPaused)
-                linkReaders();
+            {
+                const std::lock_guard<std::mutex> pass(m_pass);
+                if (!m_linkingPaused)
+                    linkReaders();
+            }
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
     });
@@ -155,6 +158,12 @@ int PipeWireCameras::readers() const
             ++links;
     }
     return links;
+}
+
+void PipeWireCameras::setLinking(bool on)
+{
+    m_linkingPaused = !on;
+    const std::lock_guard<std::mutex> wait(m_pass);
 }
 
 void PipeWireCameras::linkReaders()

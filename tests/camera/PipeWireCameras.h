@@ -5,6 +5,7 @@
 #include <QString>
 #include <QTemporaryDir>
 #include <atomic>
+#include <mutex>
 #include <thread>
 #include <memory>
 
@@ -35,7 +36,9 @@ public:
     int readers() const;
     // While off, readers wait unlinked, as with a session manager that
     // never gets round to them.
-    void setLinking(bool on) { m_linkingPaused = !on; }
+    // Pausing waits for a pass already under way, which could otherwise
+    // still link a reader that arrives after the call.
+    void setLinking(bool on);
     QString folder() const { return m_dir.path(); }
 
 private:
@@ -48,5 +51,6 @@ private:
     std::thread m_linker;
     std::atomic<bool> m_linking{false};
     std::atomic<bool> m_linkingPaused{false};
+    std::mutex m_pass;
     QMap<QString, int> m_cameras; // name -> node id
 };
