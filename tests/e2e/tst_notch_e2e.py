@@ -16,6 +16,7 @@ from x11session import run_scenarios  # noqa: E402
 BINARY = os.path.abspath(sys.argv[1])
 DRAG_SOURCE = os.path.abspath(sys.argv[2])
 KDECONNECT_PAIR = os.path.abspath(sys.argv[3])
+AIRPODS_NEARBY = os.path.join(os.path.dirname(KDECONNECT_PAIR), "..", "peeks", "airpods_nearby.py")
 WALL_Y = 100      # a row inside the open Nook but below the closed notch
 CENTRE_X = 756    # the screen's centre column
 
@@ -309,6 +310,19 @@ def a_file_dropped_for_a_device_reaches_it_through_kde_connect(s, app):
     s.wait_for(lambda: not app.is_open(), 10, "the Nook stayed open after the device was chosen")
 
 
+def airpods_peek_out_of_the_closed_notch_for_four_seconds(s, app):
+    s.wait_for(lambda: s.run(["pactl", "info"], check=False).returncode == 0, 10, "no sound server")
+    peeking = lambda: s.pixel(605, 12) == "000000"  # noqa: E731
+    time.sleep(1.0)
+    assert not peeking(), "a peek before the AirPods became the output"
+    s.run(["pactl", "set-default-sink", "airpods"])
+    s.wait_for(peeking, 10, "switching to the AirPods showed no peek")
+    shown = time.monotonic()
+    s.wait_for(lambda: not peeking(), 15, "the peek never went")
+    gone = time.monotonic() - shown
+    assert 3.0 <= gone <= 10.0, f"the peek went after {gone:.1f} s"
+
+
 TESTS = [
     (hover_opens_after_the_dwell_and_closes_after_leaving, {}),
     (clicks_outside_the_outline_reach_the_window_below, {}),
@@ -325,6 +339,7 @@ TESTS = [
     (typing_takes_the_keyboard_and_gives_it_back, {"wm": "xfwm4"}),
     (a_shortcut_opens_the_nook_for_the_keyboard_and_escape_closes_it, {"wm": "xfwm4"}),
     (a_file_dropped_for_a_device_reaches_it_through_kde_connect, {"kdeconnect": True}),
+    (airpods_peek_out_of_the_closed_notch_for_four_seconds, {"airpods": True}),
 ]
 
 
@@ -332,8 +347,28 @@ def scenario(test, options):
     options = dict(options)
     buses = options.pop("buses", False)
     kdeconnect = options.pop("kdeconnect", False)
+    airpods = options.pop("airpods", False)
 
     def run(session):
+        if airpods:
+            # BlueZ's stand-in knows a connected pair that advertises its
+            # levels while scanned for; a private sound server has an output
+            # named like it beside the speakers.
+            session.start_buses()
+            session.mock("--template", "bluez5", system=True)
+            nearby = session.spawn(["/usr/bin/python3", AIRPODS_NEARBY, session.env["DBUS_SYSTEM_BUS_ADDRESS"]],
+                                   stdout=subprocess.PIPE)
+            assert nearby.stdout.readline().decode().strip() == "ready", "the AirPods stand-in did not start"
+            socket = os.path.join(session.tmp, "pulse.sock")
+            script = os.path.join(session.tmp, "airpods.pa")
+            with open(script, "w") as f:
+                f.write(f"load-module module-native-protocol-unix auth-anonymous=1 socket={socket}\n"
+                        "load-module module-null-sink sink_name=speakers sink_properties='device.description=\"Built-in Speakers\" device.form_factor=internal'\n"
+                        "load-module module-null-sink sink_name=airpods sink_properties='device.description=\"Ada\\'s AirPods Pro\" device.bus=bluetooth'\n"
+                        "set-default-sink speakers\n")
+            session.spawn(["pulseaudio", "--daemonize=no", "--exit-idle-time=-1", "--disallow-exit", "--use-pid-file=no",
+                           "--system=no", "--realtime=no", "--high-priority=no", "--log-level=error", "-n", "-F", script])
+            session.env["PULSE_SERVER"] = "unix:" + socket
         if buses:
             session.start_buses()
             session.mock("--template", "gnome_screensaver")
