@@ -5,14 +5,17 @@
 #include "camera/PipeWireCameras.h"
 
 #include <QElapsedTimer>
+#include <QFileInfo>
+#include <QImageReader>
 #include <QScopeGuard>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
 using Status = CameraMirror::Status;
 
-// The capture path against a real video device: a PipeWire camera node fed
-// by GStreamer, found and opened by Qt Multimedia as any webcam would be.
+// The capture path against a real video device: a PipeWire camera node,
+// found through GStreamer's device monitor and opened as any webcam would be.
 class tst_CameraCaptureIntegration : public QObject
 {
     Q_OBJECT
@@ -80,6 +83,15 @@ private Q_SLOTS:
         QVERIFY2(frames >= 10, "the camera's frames do not reach the capture");
         // The analysis runs on what arrives: a check is published.
         QTRY_VERIFY_WITH_TIMEOUT(m_mirror->hasCheck(), 5000);
+        // A snap is a real JPEG of the picture, under its dated name.
+        QSignalSpy snapped(m_mirror.get(), &CameraMirror::snapFinished);
+        m_mirror->snap();
+        QVERIFY(snapped.wait(5000));
+        const QFileInfo snap(snapped.first().first().toUrl().toLocalFile());
+        QVERIFY2(snap.fileName().startsWith(QStringLiteral("Tarnwick Snap ")), qPrintable(snap.filePath()));
+        QImageReader jpeg(snap.filePath());
+        QCOMPARE(jpeg.format(), QByteArray("jpeg"));
+        QCOMPARE(jpeg.size().width(), 640);
 
         m_mirror->setActive(false);
         QCOMPARE(m_mirror->status(), Status::Idle);
