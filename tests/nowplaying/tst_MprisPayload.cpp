@@ -207,8 +207,8 @@ private Q_SLOTS:
         QFETCH(QStringList, players);
         QFETCH(QString, chosen);
         QList<PlayerSnapshot> snapshots;
-        for (const QString &spec : players) {
-            const QStringList f = spec.split(QLatin1Char(':'));
+        for (const QString &row : players) {
+            const QStringList f = row.split(QLatin1Char(':'));
             PlayerSnapshot p;
             p.busName = f[0];
             p.playbackStatus = f[1];
