@@ -597,21 +597,6 @@ void EdsEventStore::setState(State state, const QString &problem)
     announceChange();
 }
 
-void EdsEventStore::announceChange()
-{
-    // A view sends a burst of signals when a calendar opens or syncs: the
-    // agenda reads the store once after the burst.
-    if (m_changePending)
-        return;
-    m_changePending = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            m_changePending = false;
-            Q_EMIT changed();
-        },
-        Qt::QueuedConnection);
-}
 
 bool EdsEventStore::isComplete() const
 {

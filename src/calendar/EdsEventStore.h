@@ -53,12 +53,10 @@ public:
 
 private:
     void setState(State state, const QString &problem = {});
-    void announceChange();
 
     QTimeZone m_zone;
     State m_state = State::Absent;
     QString m_problem;
-    bool m_changePending = false;
     std::unique_ptr<Private> d;
 
     friend struct Private;

@@ -76,4 +76,24 @@ public:
 Q_SIGNALS:
     // The store's content or access changed, by us or by another program.
     void changed();
+
+protected:
+    // A sync run or a calendar opening brings a burst of changes; the agenda
+    // reads the store once, after the burst.
+    void announceChange()
+    {
+        if (m_changePending)
+            return;
+        m_changePending = true;
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                m_changePending = false;
+                Q_EMIT changed();
+            },
+            Qt::QueuedConnection);
+    }
+
+private:
+    bool m_changePending = false;
 };

@@ -540,20 +540,6 @@ void VdirEventStore::pathChanged(const QString &path)
     announceChange();
 }
 
-void VdirEventStore::announceChange()
-{
-    // A sync run touches many files at once; one notice covers them all.
-    if (m_changePending)
-        return;
-    m_changePending = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            m_changePending = false;
-            Q_EMIT changed();
-        },
-        Qt::QueuedConnection);
-}
 
 EventStore::Authorization VdirEventStore::authorizationStatus() const
 {

@@ -56,7 +56,6 @@ private:
     void rescan(Collection &collection, QStringList *deferred = nullptr);
     void loadInBackground(const QStringList &paths);
     void pathChanged(const QString &path);
-    void announceChange();
     Collection *collectionFor(const QString &path);
     Calendar describe(const Collection &collection) const;
 
@@ -67,7 +66,6 @@ private:
     QString m_problem;
     std::vector<std::unique_ptr<Collection>> m_collections;
     QFileSystemWatcher m_watcher;
-    bool m_changePending = false;
     QThread *m_loader = nullptr;
     bool m_started = false;
 };
