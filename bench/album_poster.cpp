@@ -4,31 +4,13 @@
 //   QT_QPA_PLATFORM=offscreen bench_poster
 #include "musicmode/AlbumPoster.h"
 
-#include <QElapsedTimer>
 #include <QBuffer>
 #include <QGuiApplication>
 #include <QPainter>
 
-#include <algorithm>
+#include "Median.h"
+
 #include <cstdio>
-#include <functional>
-
-namespace {
-
-double medianMs(int runs, const std::function<void()> &work)
-{
-    QList<double> times;
-    for (int i = 0; i < runs; ++i) {
-        QElapsedTimer t;
-        t.start();
-        work();
-        times.append(t.nsecsElapsed() / 1e6);
-    }
-    std::sort(times.begin(), times.end());
-    return times.at(times.size() / 2);
-}
-
-} // namespace
 
 int main(int argc, char *argv[])
 {

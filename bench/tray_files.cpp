@@ -15,25 +15,14 @@
 #include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
+#include "Median.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <sys/stat.h>
 
 namespace {
-
-double medianMs(int runs, const std::function<void()> &work)
-{
-    QList<double> times;
-    for (int i = 0; i < runs; ++i) {
-        QElapsedTimer t;
-        t.start();
-        work();
-        times.append(t.nsecsElapsed() / 1e6);
-    }
-    std::sort(times.begin(), times.end());
-    return times.at(times.size() / 2);
-}
 
 // What a first attempt would write: QDirIterator plus a stat per entry.
 QList<QUrl> baselineListing(const QString &folder, int limit)
