@@ -216,21 +216,22 @@ struct FrameAnalyzer::Detector
     static constexpr unsigned long smallFaceLevels = 5;
 
     Detector()
+        : detect(dlib::get_frontal_face_detector())
+        , detectSmallFaces(withLevels(detect, smallFaceLevels))
     {
-        // Rebuilt from the stock model's own weights: the same detector,
-        // but with its filters prepared here, which makes a scan about half
-        // as costly as with the deserialised one's.
-        const dlib::frontal_face_detector stock = dlib::get_frontal_face_detector();
-        detect = withLevels(stock, stock.get_scanner().get_max_pyramid_levels());
-        detectSmallFaces = withLevels(stock, smallFaceLevels);
     }
 
+    // The same detector, all five of its filters (looking ahead, to either
+    // side, and tilted either way), on a shorter pyramid.
     static dlib::frontal_face_detector withLevels(const dlib::frontal_face_detector &stock, unsigned long levels)
     {
         dlib::scan_fhog_pyramid<dlib::pyramid_down<6>> scanner;
         scanner.copy_configuration(stock.get_scanner());
         scanner.set_max_pyramid_levels(levels);
-        return dlib::frontal_face_detector(scanner, stock.get_overlap_tester(), stock.get_w());
+        std::vector<dlib::frontal_face_detector::feature_vector_type> filters;
+        for (unsigned long i = 0; i < stock.num_detectors(); ++i)
+            filters.push_back(stock.get_w(i));
+        return dlib::frontal_face_detector(scanner, stock.get_overlap_tester(), filters);
     }
     dlib::array2d<unsigned char> small;
 

@@ -21,16 +21,18 @@ inline QImage astronaut()
 }
 
 // A 640×480 picture with `photo` scaled by `scale` and its point `anchor`
-// (photo pixels) placed at `at` (frame pixels), on a background of `grey`.
-inline QImage compose(const QImage &photo, double scale, QPointF anchor, QPointF at, int grey = 128,
-                      QSize size = QSize(640, 480))
+// (photo pixels) placed at `at` (frame pixels), turned by `tilt` degrees
+// about that point, on a background of `grey`.
+inline QImage compose(const QImage &photo, double scale, QPointF anchor, QPointF at, int grey = 128, double tilt = 0)
 {
-    QImage frame(size, QImage::Format_RGB32);
+    QImage frame(640, 480, QImage::Format_RGB32);
     frame.fill(QColor(grey, grey, grey));
     QPainter painter(&frame);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.translate(at - anchor * scale);
+    painter.translate(at);
+    painter.rotate(tilt);
     painter.scale(scale, scale);
+    painter.translate(-anchor);
     painter.drawImage(0, 0, photo);
     return frame;
 }

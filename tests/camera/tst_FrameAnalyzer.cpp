@@ -75,16 +75,20 @@ void tst_FrameAnalyzer::photographs_data()
     QTest::addColumn<double>("faceWidth"); // wanted share of the frame's width
     QTest::addColumn<QPointF>("faceCentre"); // frame pixels, top down
     QTest::addColumn<bool>("packed"); // BGRA instead of NV12
+    QTest::addColumn<double>("tilt"); // degrees, clockwise
     QTest::addColumn<Framing>("framing");
 
     // The ideal centre is (320, 216); her face is a box of about 87 px.
-    QTest::newRow("centred") << 0.3 << QPointF(320, 216) << false << Framing::Centered;
-    QTest::newRow("centred, packed RGB") << 0.3 << QPointF(320, 216) << true << Framing::Centered;
-    QTest::newRow("off to the left") << 0.3 << QPointF(160, 216) << false << Framing::OffCenter;
-    QTest::newRow("too low") << 0.3 << QPointF(320, 340) << false << Framing::OffCenter;
-    QTest::newRow("too close") << 0.62 << QPointF(320, 240) << false << Framing::TooClose;
-    QTest::newRow("too far") << 0.11 << QPointF(320, 216) << false << Framing::TooFar;
-    QTest::newRow("nobody") << 0.0 << QPointF() << false << Framing::NoFace;
+    QTest::newRow("centred") << 0.3 << QPointF(320, 216) << false << 0.0 << Framing::Centered;
+    QTest::newRow("centred, packed RGB") << 0.3 << QPointF(320, 216) << true << 0.0 << Framing::Centered;
+    // A head leaning on a hand: the detector's tilted filters find it.
+    QTest::newRow("head tilted left") << 0.3 << QPointF(320, 216) << false << -30.0 << Framing::Centered;
+    QTest::newRow("head tilted right") << 0.3 << QPointF(320, 216) << false << 30.0 << Framing::Centered;
+    QTest::newRow("off to the left") << 0.3 << QPointF(160, 216) << false << 0.0 << Framing::OffCenter;
+    QTest::newRow("too low") << 0.3 << QPointF(320, 340) << false << 0.0 << Framing::OffCenter;
+    QTest::newRow("too close") << 0.62 << QPointF(320, 240) << false << 0.0 << Framing::TooClose;
+    QTest::newRow("too far") << 0.11 << QPointF(320, 216) << false << 0.0 << Framing::TooFar;
+    QTest::newRow("nobody") << 0.0 << QPointF() << false << 0.0 << Framing::NoFace;
 }
 
 void tst_FrameAnalyzer::photographs()
@@ -92,11 +96,12 @@ void tst_FrameAnalyzer::photographs()
     QFETCH(double, faceWidth);
     QFETCH(QPointF, faceCentre);
     QFETCH(bool, packed);
+    QFETCH(double, tilt);
     QFETCH(Framing, framing);
 
     const QImage photo = CameraFrames::astronaut();
     const QImage picture = faceWidth > 0
-        ? CameraFrames::compose(photo, faceWidth * 640 / 87.0, QPointF(223, 128), faceCentre)
+        ? CameraFrames::compose(photo, faceWidth * 640 / 87.0, QPointF(223, 128), faceCentre, 128, tilt)
         : CameraFrames::compose(photo.copy(320, 250, 192, 262), 1.5, QPointF(0, 0), QPointF(200, 50));
     const std::optional<FrameCheck> check =
         analyse(packed ? CameraFrames::bgra(picture) : CameraFrames::nv12(picture));

@@ -4,7 +4,7 @@
 // the simplest honest baseline in the same process: one pass summing every
 // luma byte of the frame.
 //
-//   bench_camera [runs]
+//   bench_camera [runs]   (QT_QPA_PLATFORM=offscreen without a display)
 
 #include "camera/FrameAnalyzer.h"
 #include "core/ManualClock.h"
