@@ -51,6 +51,25 @@ QString deviceId(GstDevice *device)
     return display;
 }
 
+// Whether the camera only sends JPEG pictures, as some USB cameras do:
+// those go through a decoder. Any camera that sends raw frames as well is
+// read raw, which costs nothing to unpack.
+bool sendsOnlyJpeg(GstDevice *device)
+{
+    GstCaps *caps = gst_device_get_caps(device);
+    if (caps == nullptr)
+        return false;
+    bool raw = false;
+    bool jpeg = false;
+    for (guint i = 0; i < gst_caps_get_size(caps); ++i) {
+        const gchar *type = gst_structure_get_name(gst_caps_get_structure(caps, i));
+        raw = raw || g_str_equal(type, "video/x-raw");
+        jpeg = jpeg || g_str_equal(type, "image/jpeg");
+    }
+    gst_caps_unref(caps);
+    return jpeg && !raw;
+}
+
 QString displayName(GstDevice *device)
 {
     gchar *name = gst_device_get_display_name(device);
@@ -381,6 +400,7 @@ void GstCaptureSession::start(const QString &cameraId, Started done)
     }
     const QString id = chosen ? deviceId(chosen) : QString();
     const QString name = chosen ? displayName(chosen) : QString();
+    const bool jpeg = chosen && sendsOnlyJpeg(chosen);
     GstElement *source = chosen ? gst_device_create_element(chosen, "camera") : nullptr;
     g_list_free_full(devices, gst_object_unref);
 
@@ -407,9 +427,12 @@ void GstCaptureSession::start(const QString &cameraId, Started done)
     // than the rest of the pipeline together.
     GstElement *preferred = gst_element_factory_make("capsfilter", nullptr);
     GstCaps *preferredCaps = gst_caps_from_string(
-        "video/x-raw,width=640,height=480,framerate=30/1; video/x-raw,width=640,height=480; video/x-raw");
+        jpeg ? "image/jpeg,width=640,height=480,framerate=30/1; image/jpeg,width=640,height=480; image/jpeg"
+             : "video/x-raw,width=640,height=480,framerate=30/1; video/x-raw,width=640,height=480; video/x-raw");
     g_object_set(preferred, "caps", preferredCaps, nullptr);
     gst_caps_unref(preferredCaps);
+    // jpegdec comes with the same plugins as the V4L2 source.
+    GstElement *decode = jpeg ? gst_element_factory_make("jpegdec", nullptr) : nullptr;
     GstElement *convert = gst_element_factory_make("videoconvert", nullptr);
     GstElement *scale = gst_element_factory_make("videoscale", nullptr);
     GstElement *format = gst_element_factory_make("capsfilter", nullptr);
@@ -418,9 +441,9 @@ void GstCaptureSession::start(const QString &cameraId, Started done)
     g_object_set(format, "caps", formatCaps, nullptr);
     gst_caps_unref(formatCaps);
     GstElement *sink = gst_element_factory_make("appsink", nullptr);
-    if (convert == nullptr || scale == nullptr || sink == nullptr) {
-        qCWarning(lcCapture) << "GStreamer's base plugins are missing (gstreamer1.0-plugins-base)";
-        for (GstElement *element : {preferred, convert, scale, format, sink, source})
+    if ((jpeg && decode == nullptr) || convert == nullptr || scale == nullptr || sink == nullptr) {
+        qCWarning(lcCapture) << "GStreamer's plugins are missing (gstreamer1.0-plugins-base and -good)";
+        for (GstElement *element : {preferred, decode, convert, scale, format, sink, source})
             if (element)
                 gst_object_unref(gst_object_ref_sink(element));
         gst_object_unref(pipeline->pipeline);
@@ -431,7 +454,15 @@ void GstCaptureSession::start(const QString &cameraId, Started done)
     // for a late one.
     g_object_set(sink, "max-buffers", 1u, "drop", TRUE, "sync", FALSE, nullptr);
     gst_bin_add_many(GST_BIN(pipeline->pipeline), source, preferred, convert, scale, format, sink, nullptr);
-    if (!gst_element_link_many(source, preferred, convert, scale, format, sink, nullptr))
+    bool linked = gst_element_link(source, preferred);
+    GstElement *raw = preferred;
+    if (decode) {
+        gst_bin_add(GST_BIN(pipeline->pipeline), decode);
+        linked = linked && gst_element_link(preferred, decode);
+        raw = decode;
+    }
+    linked = linked && gst_element_link_many(raw, convert, scale, format, sink, nullptr);
+    if (!linked)
         qCWarning(lcCapture) << "the camera's pipeline did not link";
     GstAppSinkCallbacks callbacks{};
     callbacks.new_sample = &Pipeline::newSample;

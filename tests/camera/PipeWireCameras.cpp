@@ -57,6 +57,8 @@ PipeWireCameras::~PipeWireCameras()
     m_linking = false;
     if (m_linker.joinable())
         m_linker.join();
+    for (auto &camera : m_jpegCameras)
+        stopProcess(*camera);
     stopProcess(m_pipewire);
 }
 
@@ -135,6 +137,31 @@ QString PipeWireCameras::addCamera(const QString &name)
         QThread::msleep(50);
     }
     m_cameras.insert(name, nodes.first());
+    return {};
+}
+
+QString PipeWireCameras::addJpegCamera(const QString &name)
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("gst-launch-1.0")).isEmpty())
+        return QStringLiteral("gst-launch-1.0 is missing: install the Debian package gstreamer1.0-tools");
+    auto camera = std::make_unique<QProcess>();
+    camera->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
+    camera->setStandardOutputFile(QProcess::nullDevice());
+    camera->setStandardErrorFile(m_dir.filePath(name + QStringLiteral(".log")));
+    camera->start(QStringLiteral("gst-launch-1.0"),
+                  QStringLiteral("videotestsrc is-live=true ! video/x-raw,width=640,height=480,framerate=30/1 ! jpegenc "
+                                 "! pipewiresink mode=provide stream-properties=props,media.class=Video/Source,"
+                                 "node.name=%1,node.description=%1")
+                      .arg(name)
+                      .split(QLatin1Char(' ')));
+    QElapsedTimer waited;
+    waited.start();
+    while (sourceNodes(dump(), name).isEmpty()) {
+        if (waited.elapsed() > 10000 || camera->state() == QProcess::NotRunning)
+            return QStringLiteral("JPEG camera %1 did not appear (see %2/%1.log)").arg(name, m_dir.path());
+        QThread::msleep(50);
+    }
+    m_jpegCameras.push_back(std::move(camera));
     return {};
 }
 

@@ -30,6 +30,9 @@ public:
     // A camera called `name` (one word) showing a test picture, in any size
     // and frame rate a reader asks for.
     QString addCamera(const QString &name);
+    // A camera that sends only JPEG pictures, 640×480 at 30 fps, as some
+    // USB cameras do. It lives as long as the fixture.
+    QString addJpegCamera(const QString &name);
     void removeCamera(const QString &name);
 
     // Links from our cameras to anyone reading them: 0 once every reader let go.
@@ -53,4 +56,5 @@ private:
     std::atomic<bool> m_linkingPaused{false};
     std::mutex m_pass;
     QMap<QString, int> m_cameras; // name -> node id
+    std::vector<std::unique_ptr<QProcess>> m_jpegCameras;
 };

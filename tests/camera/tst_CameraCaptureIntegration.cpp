@@ -163,6 +163,27 @@ private Q_SLOTS:
         QVERIFY(msUntilReleased() >= 0);
     }
 
+    void aCameraSendingOnlyJpegIsDecoded()
+    {
+        QVERIFY2(m_cameras.addJpegCamera(QStringLiteral("JpegCamera")).isEmpty(), "the JPEG camera did not start");
+        QString id;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                for (const CameraDevice &camera : m_mirror->availableCameras())
+                    if (camera.name == QLatin1String("JpegCamera"))
+                        id = camera.id;
+                return !id.isEmpty();
+            }(),
+            15000);
+        std::optional<CaptureSession::StartResult> started;
+        m_capture->start(id, [&](CaptureSession::StartResult result, const QString &) { started = result; });
+        QTRY_VERIFY_WITH_TIMEOUT(started, 10000);
+        QCOMPARE(*started, CaptureSession::StartResult::Running);
+        QTRY_VERIFY_WITH_TIMEOUT(m_capture->framesSinceStart() >= 10, 5000);
+        m_capture->stop();
+        QVERIFY(msUntilReleased() >= 0);
+    }
+
     void cleanupTestCase()
     {
         m_mirror.reset();
