@@ -27,3 +27,12 @@ inline EventStore::Event makeEvent(const QString &title, const QDateTime &start,
     e.color = color;
     return e;
 }
+
+template<typename Event>
+QStringList titles(const QList<Event> &events)
+{
+    QStringList out;
+    for (const Event &e : events)
+        out.append(e.title);
+    return out;
+}
