@@ -1,5 +1,6 @@
 #pragma once
 
+#include "calendar/AgendaEvent.h"
 #include "calendar/EventStore.h"
 
 #include <QColor>
@@ -34,5 +35,17 @@ QStringList titles(const QList<Event> &events)
     QStringList out;
     for (const Event &e : events)
         out.append(e.title);
+    return out;
+}
+
+// The agenda's list as a user reads it: "09:00-09:45 Dentist -> host of the call".
+inline QStringList describe(const QList<AgendaEvent> &events)
+{
+    QStringList out;
+    for (const AgendaEvent &e : events) {
+        const auto hhmm = [](const QDateTime &t) { return t.toTimeZone(berlin()).toString(QStringLiteral("HH:mm")); };
+        out.append((e.isAllDay ? QStringLiteral("all day") : hhmm(e.start) + QLatin1Char('-') + hhmm(e.end)) + QLatin1Char(' ')
+                   + e.title + (e.hasJoinURL() ? QStringLiteral(" -> ") + e.joinURL.host() : QString()));
+    }
     return out;
 }
