@@ -83,12 +83,8 @@ private Q_SLOTS:
         row("Mon", 0, "Meeting 3-5pm tomorrow", "Meeting", "2026-11-17 15:00", "17:00");
         row("Mon", 0, "Workshop 10–11:30am", "Workshop", "2026-11-16 10:00", "11:30");
         row("Mon", 0, "Brunch 11-1pm saturday", "Brunch", "2026-11-21 11:00", "13:00");
-        row("Mon", 0, "Planning from 2:00 to 4:00", "Planning", "2026-11-16 14:00", "16:00");
-        // Bare hours never count as a written time, so the range alone is a day.
-        row("Mon", 0, "Planning from 2 to 4", "Planning", "2026-11-16");
         row("Mon", 0, "Planning tomorrow from 2 to 4pm", "Planning", "2026-11-17 14:00", "16:00");
         row("Mon", 0, "Meeting between 2 and 3pm", "Meeting", "2026-11-16 14:00", "15:00");
-        row("Mon", 0, "Lecture 13:00-14:30", "Lecture", "2026-11-16 13:00", "14:30");
         row("Mon", 0, "Gym for 2 hours at 6pm", "Gym", "2026-11-16 18:00", "20:00");
         row("Mon", 0, "Call at 4pm for 30 min", "Call", "2026-11-16 16:00", "16:30");
         row("Mon", 0, "Focus tomorrow 9am for half an hour", "Focus", "2026-11-17 09:00", "09:30");
@@ -114,11 +110,8 @@ private Q_SLOTS:
         row("Mon", 0, "Offsite Jan 3rd, 2027", "Offsite", "2027-01-03");
         row("Mon", 0, "Kickoff March", "Kickoff", "2027-03-01");
         row("Mon", 0, "Kickoff November 2027", "Kickoff", "2027-11-01");
-        row("Mon", 0, "Lunch at noon", "Lunch", "2026-11-16 12:00", "13:00");
         // "midday" is read, but only the listed words make a phrase a time of day.
         row("Mon", 0, "Lunch at midday tomorrow", "Lunch", "2026-11-17");
-        row("Mon", 0, "Deploy at midnight", "Deploy", "2026-11-16 00:00", "01:00");
-        row("Mon", 0, "Coffee at 3", "Coffee", "2026-11-16 15:00", "16:00");
         row("Mon", 0, "Coffee at 03", "Coffee", "2026-11-16 03:00", "04:00");
         row("Mon", 0, "Coffee at 10", "Coffee", "2026-11-16 10:00", "11:00");
         row("Mon", 0, "Standup 9:30 tomorrow", "Standup", "2026-11-17 09:30", "10:30");
@@ -156,20 +149,17 @@ private Q_SLOTS:
         row("Mon", 0, "from - by Review on friday", "Review", "2026-11-20");
         row("Mon", 0, "Meet by the lake tomorrow", "Meet by the lake", "2026-11-17");
         row("Mon", 0, "– Retro – friday", "Retro", "2026-11-20");
-        row("Mon", 0, "Standup - tomorrow 9am", "Standup", "2026-11-17 09:00", "10:00");
         row("Mon", 0, "Standup   with    team   friday", "Standup with team", "2026-11-20");
         row("Mon", 0, "  Lunch with Sam tomorrow at 1pm \n", "Lunch with Sam", "2026-11-17 13:00", "14:00");
         row("Mon", 0, "Party on friday at 9pm in the garden", "Party in the garden", "2026-11-20 21:00", "22:00");
         row("Mon", 0, "Lunch at noon at the Deli", "Lunch at the Deli", "2026-11-16 12:00", "13:00");
         row("Mon", 0, "", "", "2026-11-16 10:00", "11:00");
-        row("Mon", 0, "   ", "", "2026-11-16 10:00", "11:00");
 
         // Titles in other scripts.
         row("Mon", 0, "Café avec Amélie demain", "Café avec Amélie demain", "2026-11-16 10:00", "11:00");
         row("Mon", 0, "Встреча tomorrow 3pm", "Встреча", "2026-11-17 15:00", "16:00");
         row("Mon", 0, "会议 friday 2pm", "会议", "2026-11-20 14:00", "15:00");
         row("Mon", 0, "Geburtstag 🎂 tomorrow", "Geburtstag 🎂", "2026-11-17");
-        row("Mon", 0, "🎉 Party at 8pm", "🎉 Party", "2026-11-16 20:00", "21:00");
         row("Mon", 0, "Straße fegen montag", "Straße fegen montag", "2026-11-16 10:00", "11:00");
 
         // Friday evening, 18:30.
@@ -300,6 +290,7 @@ private Q_SLOTS:
             {"Lunch at noon", QTime(12, 0), QTime(13, 0)},
             {"Deploy at midnight", QTime(0, 0), QTime(1, 0)},
             {"Focus at 10 for 2 hours", QTime(10, 0), QTime(12, 0)},
+            // Bare hours never count as a written time, so the range alone is a day.
             {"Planning from 2 to 4", QTime(), QTime()},
             {"Write report", QTime(9, 0), QTime(10, 0)},
         };
