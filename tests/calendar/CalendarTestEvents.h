@@ -4,6 +4,9 @@
 #include "calendar/EventStore.h"
 
 #include <QColor>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QDateTime>
 #include <QTimeZone>
 
@@ -27,6 +30,13 @@ inline EventStore::Event makeEvent(const QString &title, const QDateTime &start,
     e.isAllDay = allDay;
     e.color = color;
     return e;
+}
+
+// Writes a file, making its folder first.
+inline bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile f(path);
+    return QDir().mkpath(QFileInfo(path).path()) && f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
 }
 
 template<typename Event>

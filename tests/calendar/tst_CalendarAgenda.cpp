@@ -31,12 +31,6 @@ struct Agenda
     CalendarAgenda agenda;
 };
 
-bool writeFile(const QString &path, const QString &text)
-{
-    QFile f(path);
-    return QDir().mkpath(QFileInfo(path).path()) && f.open(QIODevice::WriteOnly) && f.write(text.toUtf8()) >= 0;
-}
-
 } // namespace
 
 class tst_CalendarAgenda : public QObject
@@ -52,13 +46,13 @@ private Q_SLOTS:
         QTemporaryDir home;
         const QString script = home.filePath(QStringLiteral("calendar-app"));
         const QString out = home.filePath(QStringLiteral("arguments"));
-        QVERIFY(writeFile(script, QStringLiteral("#!/bin/sh\nfor a in \"$@\"; do printf '%s\\n' \"$a\"; done > '%1.part'\nmv '%1.part' '%1'\n").arg(out)));
+        QVERIFY(writeFile(script, QStringLiteral("#!/bin/sh\nfor a in \"$@\"; do printf '%s\\n' \"$a\"; done > '%1.part'\nmv '%1.part' '%1'\n").arg(out).toUtf8()));
         QVERIFY(QFile::setPermissions(script, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
         QVERIFY(writeFile(home.filePath(QStringLiteral("data/applications/test-calendar.desktop")),
                           QStringLiteral("[Desktop Entry]\nType=Application\nName=Test Calendar\nMimeType=text/calendar;\n"
-                                         "Exec=%1 --title \"My Calendar\" 100%% %u\n").arg(script)));
+                                         "Exec=%1 --title \"My Calendar\" 100%% %u\n").arg(script).toUtf8()));
         QVERIFY(writeFile(home.filePath(QStringLiteral("config/mimeapps.list")),
-                          QStringLiteral("[Default Applications]\ntext/calendar=test-calendar.desktop\n")));
+                          "[Default Applications]\ntext/calendar=test-calendar.desktop\n"));
         qputenv("XDG_DATA_HOME", QFile::encodeName(home.filePath(QStringLiteral("data"))));
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.filePath(QStringLiteral("config"))));
         qputenv("XDG_DATA_DIRS", QFile::encodeName(home.filePath(QStringLiteral("none"))));

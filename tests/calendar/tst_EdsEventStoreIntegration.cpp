@@ -136,13 +136,9 @@ private Q_SLOTS:
         qputenv("GSETTINGS_BACKEND", "memory");
         QStandardPaths::setTestModeEnabled(true);
 
-        const QString sources = m_home.filePath(QStringLiteral("config/evolution/sources"));
-        QVERIFY(QDir().mkpath(sources));
-        QFile source(sources + QLatin1Char('/') + QLatin1String(kSourceUid) + QStringLiteral(".source"));
-        QVERIFY(source.open(QIODevice::WriteOnly));
-        source.write("[Data Source]\nDisplayName=Work\nEnabled=true\nParent=local-stub\n\n"
-                     "[Calendar]\nBackendName=local\nColor=#ff8800\nSelected=true\n");
-        source.close();
+        QVERIFY(writeFile(m_home.filePath(QStringLiteral("config/evolution/sources/%1.source").arg(QLatin1String(kSourceUid))),
+                          "[Data Source]\nDisplayName=Work\nEnabled=true\nParent=local-stub\n\n"
+                          "[Calendar]\nBackendName=local\nColor=#ff8800\nSelected=true\n"));
         const QString error = m_bus.start();
         QVERIFY2(error.isEmpty(), qPrintable(error));
     }

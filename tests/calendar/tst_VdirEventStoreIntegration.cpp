@@ -37,13 +37,11 @@ int icsCount(const QString &dir)
 // One event in a file of its own, `lines` between its UID and its end.
 void writeEvent(const QString &folder, const QString &uid, const QString &lines)
 {
-    QVERIFY(QDir().mkpath(folder));
-    QFile f(QStringLiteral("%1/%2.ics").arg(folder, uid));
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write(QStringLiteral("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//test//EN\r\nBEGIN:VEVENT\r\nUID:%1\r\n"
-                           "DTSTAMP:20260101T000000Z\r\nSUMMARY:%1\r\n%2\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
-                .arg(uid, lines)
-                .toUtf8());
+    QVERIFY(writeFile(QStringLiteral("%1/%2.ics").arg(folder, uid),
+                      QStringLiteral("BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//test//EN\r\nBEGIN:VEVENT\r\nUID:%1\r\n"
+                                     "DTSTAMP:20260101T000000Z\r\nSUMMARY:%1\r\n%2\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
+                          .arg(uid, lines)
+                          .toUtf8()));
 }
 
 // The files are parsed on a worker thread once the store opens.
