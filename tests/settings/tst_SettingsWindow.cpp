@@ -61,7 +61,8 @@ private Q_SLOTS:
         QVERIFY(toggle != nullptr);
 
         QTest::mouseClick(window, Qt::LeftButton, {}, toggle->mapToScene(QPointF(toggle->width() / 2, toggle->height() / 2)).toPoint());
-        QCOMPARE(f.login.isEnabled(), canRegister);
+        // A program that is not there cannot be registered at all.
+        QCOMPARE(f.login.status(), canRegister ? LaunchAtLogin::Status::Enabled : LaunchAtLogin::Status::NotFound);
         QCOMPARE(toggle->property("checked").toBool(), canRegister);
         QCOMPARE(f.login.lastError().isEmpty(), canRegister);
         // And it keeps following the store afterwards.
