@@ -1,6 +1,8 @@
 #pragma once
 
-#include "calendar/EventStore.h"
+#include "CalendarTestEvents.h"
+
+#include <algorithm>
 
 // An in-memory store for fast tests of the agenda's own rules; the real
 // folder store has its own tests against real files.
@@ -37,11 +39,8 @@ public:
     std::optional<Calendar> defaultCalendarForNewEvents() override { return calendars.first(); }
     std::optional<Calendar> calendar(const QString &id) const override
     {
-        for (const Calendar &c : calendars) {
-            if (c.id == id)
-                return c;
-        }
-        return std::nullopt;
+        const auto it = std::find_if(calendars.begin(), calendars.end(), [&](const Calendar &c) { return c.id == id; });
+        return it == calendars.end() ? std::nullopt : std::optional(*it);
     }
     bool save(const NewEvent &event, const QString &calendarId, QString *error) override
     {
@@ -50,13 +49,7 @@ public:
             return false;
         }
         saved.append({event, calendarId});
-        Event e;
-        e.id = QStringLiteral("saved-%1").arg(saved.size());
-        e.title = event.title;
-        e.start = event.start;
-        e.end = event.isAllDay ? event.start.addDays(1) : event.end;
-        e.isAllDay = event.isAllDay;
-        stored.append(e);
+        stored.append(makeEvent(event.title, event.start, event.isAllDay ? event.start.addDays(1) : event.end, event.isAllDay));
         return true;
     }
     QString problem() const override { return problemText; }

@@ -15,6 +15,7 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtQml/qqmlextensionplugin.h>
@@ -36,9 +37,6 @@ void typeText(QWindow *window, const char *text)
 
 } // namespace
 
-static QStringList *s_warnings = nullptr;
-static QtMessageHandler s_previous = nullptr;
-
 // Loads the real drawer in an offscreen window, drives it with keys as a
 // user would, and writes the screenshots when TARNWICK_SCREENSHOTS is set.
 class tst_CalendarDrawerView : public QObject
@@ -54,7 +52,6 @@ private:
     std::unique_ptr<FakeEventStore> m_store;
     std::unique_ptr<CalendarAgenda> m_agenda;
     std::unique_ptr<QQuickView> m_view;
-    QStringList m_warnings;
 
     void show()
     {
@@ -70,8 +67,6 @@ private:
         m_view->resize(int(std::min(340.0, g.drawerWidth())), int(g.notchSize().height() + 120));
         m_view->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-        for (const QString &w : std::as_const(m_warnings))
-            QVERIFY2(!w.contains(QStringLiteral("qml"), Qt::CaseInsensitive), qPrintable(w));
     }
 
     QQuickItem *find(const char *type) const
@@ -84,12 +79,13 @@ private:
         return nullptr;
     }
 
+    QPoint centreOf(QQuickItem *item) const { return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint(); }
+
     void focusField()
     {
         QQuickItem *input = find("QQuickTextField");
         QVERIFY(input);
-        const QPointF centre = input->mapToScene(QPointF(input->width() / 2, input->height() / 2));
-        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, centre.toPoint());
+        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, centreOf(input));
         QTRY_VERIFY(input->hasActiveFocus());
     }
 
@@ -107,19 +103,10 @@ private:
     }
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        s_previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &message) {
-            if (type >= QtWarningMsg && s_warnings)
-                s_warnings->append(message);
-            s_previous(type, context, message);
-        });
-        s_warnings = &m_warnings;
-    }
-
     void init()
     {
-        m_warnings.clear();
+        // A binding that breaks shows up as a QML warning, not as a crash.
+        QTest::failOnWarning(QRegularExpression(QStringLiteral("qml"), QRegularExpression::CaseInsensitiveOption));
         m_defaults = std::make_unique<UserDefaults>(m_dir.filePath(QStringLiteral("t.conf")));
         m_settings = std::make_unique<NookSettings>(*m_defaults);
         m_clock = std::make_unique<ManualClock>(at(16, 9, 5));
@@ -174,13 +161,15 @@ private Q_SLOTS:
         show();
         QQuickItem *list = find("QQuickListView");
         QCOMPARE(list ? list->property("count").toInt() : -1, rows);
+        // Without access there is nothing to add to: no quick-add line either.
+        QCOMPARE(find("QQuickTextField") != nullptr, rows >= 0);
         snap(QString::fromLatin1(QTest::currentDataTag()));
 
         // The panel's button asks, and the day shows once access is given.
         if (m_store->authorization == EventStore::Authorization::NotDetermined) {
             QQuickItem *button = find("QQuickButton");
             QVERIFY(button);
-            QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, button->mapToScene(QPointF(button->width() / 2, button->height() / 2)).toPoint());
+            QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, centreOf(button));
             QCOMPARE(m_agenda->status(), CalendarAgenda::Status::Ready);
             QTRY_VERIFY(find("QQuickListView"));
         }
@@ -191,13 +180,13 @@ private Q_SLOTS:
         show();
         auto *strip = m_view->rootObject()->findChild<QQuickItem *>(QStringLiteral("dateStrip"));
         QVERIFY(strip);
-        const QPointF centre = strip->mapToScene(QPointF(strip->width() / 2, strip->height() / 2));
+        const QPoint centre = centreOf(strip);
         // Two cells (26 points and 4 of spacing each) to the right of the selected day.
-        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, (centre + QPointF(60, 0)).toPoint());
+        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, centre + QPoint(60, 0));
         QTRY_COMPARE(m_agenda->selectedDay(), at(18, 0));
 
         // A slow drag to the left by a little over two days' worth steps forward.
-        QPoint p = centre.toPoint();
+        QPoint p = centre;
         QTest::mousePress(m_view.get(), Qt::LeftButton, {}, p);
         for (int i = 0; i < 20; ++i) {
             p.rx() -= 5;
@@ -217,6 +206,8 @@ private Q_SLOTS:
             << QStringLiteral("The calendar folder ~/.local/share/Tarnwick/Calendars/personal is read-only.");
     }
 
+    // What the model makes of the line is tested with the model; here, that
+    // the keys reach it and the keyboard is held and given back.
     void returnSavesOrKeepsTheLine()
     {
         QFETCH(QString, failure);
@@ -234,19 +225,11 @@ private Q_SLOTS:
 
         QTest::keyClick(m_view.get(), Qt::Key_Return);
         QCOMPARE(m_store->saved.size(), fails ? 0 : 1);
-        QCOMPARE(m_agenda->selectedDay(), at(fails ? 16 : 17, 0));
-        QCOMPARE(drawer->text(), fails ? QStringLiteral("Lunch with Sam tomorrow at 1pm") : QString());
-        QCOMPARE(drawer->error().startsWith(QStringLiteral("Couldn't add it: ")), fails);
         // A failed line keeps the keyboard so it can be corrected.
         QCOMPARE(m_model->isTyping(), fails);
         snap(fails ? QStringLiteral("calendar-drawer-failure") : QStringLiteral("calendar-drawer-added"));
-    }
-
-    void escapeGivesTheKeyboardBack()
-    {
-        show();
-        focusField();
-        QVERIFY(m_model->isTyping());
+        if (!fails)
+            return;
         QTest::keyClick(m_view.get(), Qt::Key_Escape);
         QVERIFY(!m_model->isTyping());
         // Hiding the drawer mid-typing gives it back too.

@@ -1,3 +1,4 @@
+#include "CalendarTestEvents.h"
 #include "FakeEventStore.h"
 #include "calendar/CombinedEventStore.h"
 
@@ -10,21 +11,10 @@ namespace {
 
 EventStore::Event occurrence(const QString &uid, int hour, const QString &title)
 {
-    EventStore::Event e;
-    e.id = title;
+    const QDateTime start(QDate(2026, 12, 1), QTime(hour, 0), Qt::UTC);
+    EventStore::Event e = makeEvent(title, start, start.addSecs(3600));
     e.uid = uid;
-    e.title = title;
-    e.start = QDateTime(QDate(2026, 12, 1), QTime(hour, 0), Qt::UTC);
-    e.end = e.start.addSecs(3600);
     return e;
-}
-
-QStringList titles(const QList<EventStore::Event> &events)
-{
-    QStringList out;
-    for (const EventStore::Event &e : events)
-        out.append(e.title);
-    return out;
 }
 
 } // namespace

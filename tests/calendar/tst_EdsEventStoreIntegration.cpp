@@ -1,7 +1,7 @@
+#include "CalendarTestEvents.h"
+
 #include "calendar/CalendarAgenda.h"
-#include "calendar/CombinedEventStore.h"
 #include "calendar/EdsEventStore.h"
-#include "calendar/VdirEventStore.h"
 #include "core/ManualClock.h"
 #include "support/PrivateBus.h"
 
@@ -23,12 +23,6 @@
 // the user's calendars is ever touched.
 
 namespace {
-
-const QTimeZone &berlin()
-{
-    static const QTimeZone zone("Europe/Berlin");
-    return zone;
-}
 
 QDateTime at(int day, int hour, int minute = 0)
 {
@@ -60,21 +54,6 @@ const char *const kEvents[] = {
     "BEGIN:VEVENT\nUID:trip@test\nSUMMARY:Lisbon trip\nDTSTART;VALUE=DATE:20261207\nDTEND;VALUE=DATE:20261210\n"
     "END:VEVENT\n",
 };
-
-QStringList describe(const QList<AgendaEvent> &events)
-{
-    QStringList out;
-    for (const AgendaEvent &e : events) {
-        QString line = e.isAllDay ? QStringLiteral("all day")
-                                  : e.start.toTimeZone(berlin()).toString(QStringLiteral("HH:mm")) + QLatin1Char('-')
-                + e.end.toTimeZone(berlin()).toString(QStringLiteral("HH:mm"));
-        line += QLatin1Char(' ') + e.title;
-        if (e.hasJoinURL())
-            line += QStringLiteral(" -> ") + e.joinURL.host();
-        out.append(line);
-    }
-    return out;
-}
 
 // A second client of the service, as another program would be.
 struct OtherClient {
@@ -136,18 +115,162 @@ struct OtherClient {
 
 } // namespace
 
-class tst_EdsEventStoreIntegration : public QObject {
+class tst_EdsEventStoreIntegration : public QObject
+{
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void withoutTheServiceTheFoldersStandAlone();
-    void readsTheServicesCalendars_data();
-    void readsTheServicesCalendars();
-    void seesAnotherProgramsChangesWhileRunning();
-    void quickAddGoesToTheDefaultCalendar();
-    void aCalendarInBothStoresIsListedOnce();
-    void cleanupTestCase();
+    void initTestCase()
+    {
+        QVERIFY2(QFileInfo::exists(QStringLiteral("/usr/libexec/evolution-source-registry"))
+                && QFileInfo::exists(QStringLiteral("/usr/libexec/evolution-calendar-factory")),
+            "needs the calendar service (Debian package: evolution-data-server)");
+        QVERIFY(m_home.isValid());
+        // Everything the service reads and writes lives in the test's home; the
+        // daemons the bus starts inherit these.
+        const QByteArray home = m_home.path().toUtf8();
+        qputenv("HOME", home);
+        qputenv("XDG_CONFIG_HOME", home + "/config");
+        qputenv("XDG_DATA_HOME", home + "/data");
+        qputenv("XDG_CACHE_HOME", home + "/cache");
+        qputenv("GSETTINGS_BACKEND", "memory");
+        QStandardPaths::setTestModeEnabled(true);
+
+        QVERIFY(writeFile(m_home.filePath(QStringLiteral("config/evolution/sources/%1.source").arg(QLatin1String(kSourceUid))),
+                          "[Data Source]\nDisplayName=Work\nEnabled=true\nParent=local-stub\n\n"
+                          "[Calendar]\nBackendName=local\nColor=#ff8800\nSelected=true\n"));
+        const QString error = m_bus.start();
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+    }
+
+    void withoutTheServiceItStandsAside()
+    {
+        // A session without the service (here, a bus that is not there): the
+        // store gives up rather than waiting, so the folders are read alone.
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + m_home.filePath(QStringLiteral("no-bus")).toUtf8());
+        EdsEventStore eds(berlin());
+        eds.open();
+        QTRY_COMPARE_WITH_TIMEOUT(eds.state(), EdsEventStore::State::Absent, 10000);
+        QCOMPARE(eds.authorizationStatus(), EventStore::Authorization::Restricted);
+    }
+
+    void readsTheServicesCalendars_data()
+    {
+        QTest::addColumn<int>("day");
+        QTest::addColumn<QStringList>("listed");
+
+        QTest::newRow("first of a daily rule") << 1 << QStringList {QStringLiteral("09:00-09:15 Standup")};
+        QTest::newRow("cancelled gone, foreign zone, link in notes")
+            << 2
+            << QStringList {QStringLiteral("09:00-09:15 Standup"),
+                   QStringLiteral("16:00-17:00 Call with New York -> meet.google.com")};
+        QTest::newRow("moved occurrence") << 3 << QStringList {QStringLiteral("11:00-11:15 Standup (moved)")};
+        QTest::newRow("excluded occurrence") << 4 << QStringList {};
+        // Tokyo's 18:00 is Berlin's 10:00, once the calendar has sent the zone.
+        QTest::newRow("last of the rule, a zone of the calendar's own")
+            << 5 << QStringList {QStringLiteral("09:00-09:15 Standup"), QStringLiteral("10:00-11:00 Sync with Tokyo")};
+        QTest::newRow("rule has ended") << 6 << QStringList {};
+        QTest::newRow("multi-day all-day") << 8 << QStringList {QStringLiteral("all day Lisbon trip")};
+    }
+    void readsTheServicesCalendars()
+    {
+        QFETCH(int, day);
+        QFETCH(QStringList, listed);
+        QVERIFY(useService());
+
+        ManualClock clock(at(1, 7));
+        CalendarAgenda agenda(*m_eds, clock, berlin());
+        QCOMPARE(agenda.status(), CalendarAgenda::Status::Ready);
+        agenda.select(at(day, 0));
+        QTRY_COMPARE(describe(agenda.events()), listed);
+        // The calendar's colour comes with its events.
+        if (!listed.isEmpty())
+            QCOMPARE(agenda.events().first().color, QColor(QStringLiteral("#ff8800")));
+    }
+
+    void seesAnotherProgramsChangesWhileRunning()
+    {
+        QVERIFY(useService());
+        ManualClock clock(at(14, 7));
+        CalendarAgenda agenda(*m_eds, clock, berlin());
+        QCOMPARE(agenda.events(), QList<AgendaEvent> {});
+        QSignalSpy spy(&agenda, &CalendarAgenda::eventsChanged);
+
+        OtherClient other;
+        QCOMPARE(other.open(), QString());
+        QCOMPARE(
+            other.add("BEGIN:VEVENT\nUID:review@test\nSUMMARY:Review\nDTSTART:20261214T130000Z\nDTEND:20261214T140000Z\n"
+                      "URL:https://acme.zoom.us/j/123\nEND:VEVENT\n"),
+            QString());
+        // Nothing asks again: the view tells the store, the store the agenda.
+        QTRY_COMPARE_WITH_TIMEOUT(
+            describe(agenda.events()), QStringList {QStringLiteral("14:00-15:00 Review -> acme.zoom.us")}, 10000);
+        QCOMPARE(spy.count(), 1);
+        // The UID by which a folder's copy of the same event is known.
+        QCOMPARE(m_eds->events(at(14, 0), at(15, 0)).value(0).uid, QStringLiteral("review@test"));
+
+        GError *error = nullptr;
+        QVERIFY(e_cal_client_remove_object_sync(
+            other.client, "review@test", nullptr, E_CAL_OBJ_MOD_ALL, E_CAL_OPERATION_FLAG_NONE, nullptr, &error));
+        QTRY_COMPARE_WITH_TIMEOUT(agenda.events(), QList<AgendaEvent> {}, 10000);
+    }
+
+    void quickAddGoesToTheDefaultCalendar()
+    {
+        QVERIFY(useService());
+        ManualClock clock(at(1, 7));
+        CalendarAgenda agenda(*m_eds, clock, berlin());
+
+        // The registry's default is its own "Personal" calendar; ours is "Work".
+        const auto chosen = m_eds->defaultCalendarForNewEvents();
+        QVERIFY(chosen);
+        QVERIFY(chosen->id.startsWith(QLatin1String(EdsEventStore::kIdPrefix)));
+        QString why;
+        QVERIFY2(
+            agenda.addEvent(QStringLiteral("Lunch with Sam"), at(16, 13), at(16, 14), false, {}, &why), qPrintable(why));
+        QCOMPARE(agenda.selectedDay(), at(16, 0));
+        QCOMPARE(describe(agenda.events()), QStringList {QStringLiteral("13:00-14:00 Lunch with Sam")});
+        QVERIFY2(agenda.addEvent(QStringLiteral("Conference"), at(17, 0), at(19, 0), true,
+                     QStringLiteral("eds:") + QLatin1String(kSourceUid), &why),
+            qPrintable(why));
+        QCOMPARE(describe(agenda.events()), QStringList {QStringLiteral("all day Conference")});
+
+        // Read back through the service by another client.
+        OtherClient other;
+        QCOMPARE(other.open(), QString());
+        QVERIFY(other.titles().contains(QStringLiteral("Conference")));
+        // The view's copy replaces the one shown at once: still listed once.
+        QTest::qWait(300);
+        agenda.select(at(16, 0));
+        QCOMPARE(describe(agenda.events()), QStringList {QStringLiteral("13:00-14:00 Lunch with Sam")});
+    }
+
+    void cleanupTestCase()
+    {
+        m_eds.reset();
+        // The daemons the bus started carry the test's home in their
+        // environment: they are ours to stop, whether or not they leave with
+        // the bus.
+        const QByteArray mark = "HOME=" + m_home.path().toUtf8();
+        auto ours = [&] {
+            QList<qint64> pids;
+            for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+                bool isPid = false;
+                const qint64 pid = entry.toLongLong(&isPid);
+                if (!isPid || pid == QCoreApplication::applicationPid())
+                    continue;
+                QFile env(QStringLiteral("/proc/%1/environ").arg(pid));
+                if (env.open(QIODevice::ReadOnly) && env.readAll().split('\0').contains(mark))
+                    pids.append(pid);
+            }
+            return pids;
+        };
+        for (qint64 pid : ours()) {
+            if (pid != m_bus.pid())
+                ::kill(pid_t(pid), SIGTERM);
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(ours() == QList<qint64> {m_bus.pid()} || ours().isEmpty(), 10000);
+    }
 
 private:
     bool useService();
@@ -158,33 +281,6 @@ private:
     bool m_tried = false;
     std::unique_ptr<EdsEventStore> m_eds;
 };
-
-void tst_EdsEventStoreIntegration::initTestCase()
-{
-    QVERIFY2(QFileInfo::exists(QStringLiteral("/usr/libexec/evolution-source-registry"))
-            && QFileInfo::exists(QStringLiteral("/usr/libexec/evolution-calendar-factory")),
-        "needs the calendar service (Debian package: evolution-data-server)");
-    QVERIFY(m_home.isValid());
-    // Everything the service reads and writes lives in the test's home; the
-    // daemons the bus starts inherit these.
-    const QByteArray home = m_home.path().toUtf8();
-    qputenv("HOME", home);
-    qputenv("XDG_CONFIG_HOME", home + "/config");
-    qputenv("XDG_DATA_HOME", home + "/data");
-    qputenv("XDG_CACHE_HOME", home + "/cache");
-    qputenv("GSETTINGS_BACKEND", "memory");
-    QStandardPaths::setTestModeEnabled(true);
-
-    const QString sources = m_home.filePath(QStringLiteral("config/evolution/sources"));
-    QVERIFY(QDir().mkpath(sources));
-    QFile source(sources + QLatin1Char('/') + QLatin1String(kSourceUid) + QStringLiteral(".source"));
-    QVERIFY(source.open(QIODevice::WriteOnly));
-    source.write("[Data Source]\nDisplayName=Work\nEnabled=true\nParent=local-stub\n\n"
-                 "[Calendar]\nBackendName=local\nColor=#ff8800\nSelected=true\n");
-    source.close();
-    const QString error = m_bus.start();
-    QVERIFY2(error.isEmpty(), qPrintable(error));
-}
 
 bool tst_EdsEventStoreIntegration::useService()
 {
@@ -213,170 +309,6 @@ bool tst_EdsEventStoreIntegration::useService()
     }
     m_serviceUp = true;
     return true;
-}
-
-void tst_EdsEventStoreIntegration::withoutTheServiceTheFoldersStandAlone()
-{
-    // A session without the service (here, a bus that is not there).
-    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + m_home.filePath(QStringLiteral("no-bus")).toUtf8());
-    EdsEventStore eds(berlin());
-    eds.open();
-    QTRY_COMPARE_WITH_TIMEOUT(eds.state(), EdsEventStore::State::Absent, 10000);
-
-    ManualClock clock(at(1, 8));
-    VdirEventStore folders(clock, m_home.filePath(QStringLiteral("alone")), {}, berlin());
-    CombinedEventStore store({&eds, &folders});
-    CalendarAgenda agenda(store, clock, berlin());
-    QCOMPARE(agenda.status(), CalendarAgenda::Status::Ready);
-    QString why;
-    QVERIFY2(agenda.addEvent(QStringLiteral("Dentist"), at(1, 10), at(1, 11), false, {}, &why), qPrintable(why));
-    QCOMPARE(describe(agenda.events()), QStringList {QStringLiteral("10:00-11:00 Dentist")});
-    QCOMPARE(QDir(m_home.filePath(QStringLiteral("alone/personal"))).entryList({QStringLiteral("*.ics")}).size(), 1);
-}
-
-void tst_EdsEventStoreIntegration::readsTheServicesCalendars_data()
-{
-    QTest::addColumn<int>("day");
-    QTest::addColumn<QStringList>("listed");
-
-    QTest::newRow("first of a daily rule") << 1 << QStringList {QStringLiteral("09:00-09:15 Standup")};
-    QTest::newRow("cancelled gone, foreign zone, link in notes")
-        << 2
-        << QStringList {QStringLiteral("09:00-09:15 Standup"),
-               QStringLiteral("16:00-17:00 Call with New York -> meet.google.com")};
-    QTest::newRow("moved occurrence") << 3 << QStringList {QStringLiteral("11:00-11:15 Standup (moved)")};
-    QTest::newRow("excluded occurrence") << 4 << QStringList {};
-    // Tokyo's 18:00 is Berlin's 10:00, once the calendar has sent the zone.
-    QTest::newRow("last of the rule, a zone of the calendar's own")
-        << 5 << QStringList {QStringLiteral("09:00-09:15 Standup"), QStringLiteral("10:00-11:00 Sync with Tokyo")};
-    QTest::newRow("rule has ended") << 6 << QStringList {};
-    QTest::newRow("multi-day all-day") << 8 << QStringList {QStringLiteral("all day Lisbon trip")};
-}
-
-void tst_EdsEventStoreIntegration::readsTheServicesCalendars()
-{
-    QFETCH(int, day);
-    QFETCH(QStringList, listed);
-    QVERIFY(useService());
-
-    ManualClock clock(at(1, 7));
-    CalendarAgenda agenda(*m_eds, clock, berlin());
-    QCOMPARE(agenda.status(), CalendarAgenda::Status::Ready);
-    agenda.select(at(day, 0));
-    QTRY_COMPARE(describe(agenda.events()), listed);
-    if (day == 8) {
-        // The trip marks its three days and not the one it ends on.
-        for (int d = 6; d <= 11; ++d)
-            QCOMPARE(agenda.busyDays().contains(QDate(2026, 12, d)), d >= 7 && d <= 9);
-        QCOMPARE(agenda.events().first().color, QColor(QStringLiteral("#ff8800")));
-    }
-}
-
-void tst_EdsEventStoreIntegration::seesAnotherProgramsChangesWhileRunning()
-{
-    QVERIFY(useService());
-    ManualClock clock(at(14, 7));
-    CalendarAgenda agenda(*m_eds, clock, berlin());
-    QCOMPARE(agenda.events(), QList<AgendaEvent> {});
-    QSignalSpy spy(&agenda, &CalendarAgenda::eventsChanged);
-
-    OtherClient other;
-    QCOMPARE(other.open(), QString());
-    QCOMPARE(
-        other.add("BEGIN:VEVENT\nUID:review@test\nSUMMARY:Review\nDTSTART:20261214T130000Z\nDTEND:20261214T140000Z\n"
-                  "URL:https://acme.zoom.us/j/123\nEND:VEVENT\n"),
-        QString());
-    // Nothing asks again: the view tells the store, the store the agenda.
-    QTRY_COMPARE_WITH_TIMEOUT(
-        describe(agenda.events()), QStringList {QStringLiteral("14:00-15:00 Review -> acme.zoom.us")}, 10000);
-    QCOMPARE(spy.count(), 1);
-
-    GError *error = nullptr;
-    QVERIFY(e_cal_client_remove_object_sync(
-        other.client, "review@test", nullptr, E_CAL_OBJ_MOD_ALL, E_CAL_OPERATION_FLAG_NONE, nullptr, &error));
-    QTRY_COMPARE_WITH_TIMEOUT(agenda.events(), QList<AgendaEvent> {}, 10000);
-}
-
-void tst_EdsEventStoreIntegration::quickAddGoesToTheDefaultCalendar()
-{
-    QVERIFY(useService());
-    ManualClock clock(at(1, 7));
-    const QString folder = m_home.filePath(QStringLiteral("folders"));
-    VdirEventStore folders(clock, folder, {}, berlin());
-    CombinedEventStore store({m_eds.get(), &folders});
-    CalendarAgenda agenda(store, clock, berlin());
-
-    // The registry's default is its own "Personal" calendar; ours is "Work".
-    const auto chosen = store.defaultCalendarForNewEvents();
-    QVERIFY(chosen);
-    QVERIFY(chosen->id.startsWith(QLatin1String(EdsEventStore::kIdPrefix)));
-    QString why;
-    QVERIFY2(
-        agenda.addEvent(QStringLiteral("Lunch with Sam"), at(16, 13), at(16, 14), false, {}, &why), qPrintable(why));
-    QCOMPARE(agenda.selectedDay(), at(16, 0));
-    QCOMPARE(describe(agenda.events()), QStringList {QStringLiteral("13:00-14:00 Lunch with Sam")});
-    QVERIFY2(agenda.addEvent(QStringLiteral("Conference"), at(17, 0), at(19, 0), true,
-                 QStringLiteral("eds:") + QLatin1String(kSourceUid), &why),
-        qPrintable(why));
-    QCOMPARE(describe(agenda.events()), QStringList {QStringLiteral("all day Conference")});
-
-    // Read back through the service by another client; nothing in the folders.
-    OtherClient other;
-    QCOMPARE(other.open(), QString());
-    QVERIFY(other.titles().contains(QStringLiteral("Conference")));
-    QVERIFY(QDir(folder).entryList({QStringLiteral("*.ics")}, QDir::Files).isEmpty());
-    QVERIFY(!QFileInfo::exists(folder + QStringLiteral("/personal")));
-    // The view's copy replaces the one shown at once: still listed once.
-    QTest::qWait(300);
-    agenda.select(at(16, 0));
-    QCOMPARE(describe(agenda.events()), QStringList {QStringLiteral("13:00-14:00 Lunch with Sam")});
-}
-
-void tst_EdsEventStoreIntegration::aCalendarInBothStoresIsListedOnce()
-{
-    QVERIFY(useService());
-    ManualClock clock(at(1, 7));
-    // The same call, synced into a folder by another tool.
-    const QString folder = m_home.filePath(QStringLiteral("synced/work"));
-    QVERIFY(QDir().mkpath(folder));
-    QFile ics(folder + QStringLiteral("/ny.ics"));
-    QVERIFY(ics.open(QIODevice::WriteOnly));
-    ics.write(QByteArray("BEGIN:VCALENDAR\nVERSION:2.0\nPRODID:-//test//EN\n") + kEvents[3] + "END:VCALENDAR\n");
-    ics.close();
-    VdirEventStore folders(clock, m_home.filePath(QStringLiteral("synced")), {}, berlin());
-    CombinedEventStore store({m_eds.get(), &folders});
-    CalendarAgenda agenda(store, clock, berlin());
-    agenda.select(at(2, 0));
-    QCOMPARE(describe(agenda.events()),
-        (QStringList {QStringLiteral("09:00-09:15 Standup"),
-            QStringLiteral("16:00-17:00 Call with New York -> meet.google.com")}));
-}
-
-void tst_EdsEventStoreIntegration::cleanupTestCase()
-{
-    m_eds.reset();
-    // The daemons the bus started carry the test's home in their
-    // environment: they are ours to stop, whether or not they leave with
-    // the bus.
-    const QByteArray mark = "HOME=" + m_home.path().toUtf8();
-    auto ours = [&] {
-        QList<qint64> pids;
-        for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-            bool isPid = false;
-            const qint64 pid = entry.toLongLong(&isPid);
-            if (!isPid || pid == QCoreApplication::applicationPid())
-                continue;
-            QFile env(QStringLiteral("/proc/%1/environ").arg(pid));
-            if (env.open(QIODevice::ReadOnly) && env.readAll().split('\0').contains(mark))
-                pids.append(pid);
-        }
-        return pids;
-    };
-    for (qint64 pid : ours()) {
-        if (pid != m_bus.pid())
-            ::kill(pid_t(pid), SIGTERM);
-    }
-    QTRY_VERIFY_WITH_TIMEOUT(ours() == QList<qint64> {m_bus.pid()} || ours().isEmpty(), 10000);
 }
 
 QTEST_GUILESS_MAIN(tst_EdsEventStoreIntegration)
