@@ -340,42 +340,25 @@ private Q_SLOTS:
         QVERIFY(f.service.accentColor() == NowPlayingService::kDefaultAccent);
     }
 
-    void subtitleFallsBackToTheAlbum_data()
-    {
-        QTest::addColumn<QString>("artist");
-        QTest::addColumn<QString>("album");
-        QTest::addColumn<QString>("subtitle");
-        QTest::newRow("artist") << "Artist" << "Album" << "Artist";
-        QTest::newRow("no artist") << "" << "Album" << "Album";
-        QTest::newRow("neither") << "" << "" << "";
-    }
     void subtitleFallsBackToTheAlbum()
     {
-        QFETCH(QString, artist);
-        QFETCH(QString, album);
-        QFETCH(QString, subtitle);
         Fixture f;
         Track t = song(QStringLiteral("A"), true, 0, f.clock.now());
-        t.artist = artist.isEmpty() ? std::nullopt : std::optional(artist);
-        t.album = album.isEmpty() ? std::nullopt : std::optional(album);
-        f.adapter->emitTrack(t);
-        QCOMPARE(f.service.subtitle(), subtitle);
+        using Case = std::array<const char *, 3>; // artist, album, the subtitle shown
+        for (const auto &[artist, album, subtitle] : {Case{"Artist", "Album", "Artist"}, Case{"", "Album", "Album"}, Case{"", "", ""}}) {
+            const auto present = [](const char *text) { return *text ? std::optional(QString::fromLatin1(text)) : std::nullopt; };
+            t.artist = present(artist);
+            t.album = present(album);
+            f.adapter->emitTrack(t);
+            QCOMPARE(f.service.subtitle(), QString::fromLatin1(subtitle));
+        }
     }
 
-    void formatsTimes_data()
-    {
-        QTest::addColumn<double>("seconds");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("zero") << 0.0 << "0:00";
-        QTest::newRow("minutes") << 65.9 << "1:05";
-        QTest::newRow("hours") << 3723.0 << "1:02:03";
-        QTest::newRow("negative") << -4.0 << "0:00";
-    }
     void formatsTimes()
     {
-        QFETCH(double, seconds);
-        QFETCH(QString, text);
-        QCOMPARE(NowPlayingService::formatTime(seconds), text);
+        const QStringList texts{NowPlayingService::formatTime(0), NowPlayingService::formatTime(65.9),
+                                NowPlayingService::formatTime(3723), NowPlayingService::formatTime(-4)};
+        QCOMPARE(texts, QStringList({"0:00", "1:05", "1:02:03", "0:00"}));
     }
 };
 
