@@ -13,10 +13,7 @@
 class FakeIconTintStore final : public IconTintStore
 {
 public:
-    explicit FakeIconTintStore(IconTint tint = {})
-        : current(std::move(tint))
-    {
-    }
+    explicit FakeIconTintStore(IconTint tint = {}) : current(std::move(tint)) { }
 
     std::optional<IconTint> read() override
     {

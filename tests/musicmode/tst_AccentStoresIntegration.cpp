@@ -47,29 +47,26 @@ void writeFile(const QString &path, const QByteArray &text)
     file.write(text);
 }
 
-// GNOME 47's accent key, as its schema declares it.
-const QByteArray kEnums = R"(<schemalist>
-  <enum id="org.gnome.desktop.GDesktopAccentColor">
-    <value nick="blue" value="0"/><value nick="teal" value="1"/><value nick="green" value="2"/>
-    <value nick="yellow" value="3"/><value nick="orange" value="4"/><value nick="red" value="5"/>
-    <value nick="pink" value="6"/><value nick="purple" value="7"/><value nick="slate" value="8"/>
-  </enum>
-</schemalist>
-)";
-const QByteArray kWithAccent = R"(<schemalist>
-  <schema id="org.gnome.desktop.interface" path="/org/gnome/desktop/interface/">
-    <key name="accent-color" enum="org.gnome.desktop.GDesktopAccentColor"><default>'blue'</default></key>
-    <key name="color-scheme" type="s"><default>'default'</default></key>
-  </schema>
-</schemalist>
-)";
-// GNOME 43 (Debian 12): the same schema without the key.
-const QByteArray kWithoutAccent = R"(<schemalist>
-  <schema id="org.gnome.desktop.interface" path="/org/gnome/desktop/interface/">
-    <key name="color-scheme" type="s"><default>'default'</default></key>
-  </schema>
-</schemalist>
-)";
+// GNOME's interface schema; GNOME 47 added the accent key, GNOME 43
+// (Debian 12) has none.
+QByteArray interfaceSchema(bool withAccent)
+{
+    QByteArray xml = R"(<schemalist><enum id="org.gnome.desktop.GDesktopAccentColor">)";
+    int value = 0;
+    for (const char *nick : {"blue", "teal", "green", "yellow", "orange", "red", "pink", "purple", "slate"})
+        xml += QStringLiteral(R"(<value nick="%1" value="%2"/>)").arg(QLatin1String(nick)).arg(value++).toUtf8();
+    xml += R"(</enum><schema id="org.gnome.desktop.interface" path="/org/gnome/desktop/interface/">)";
+    if (withAccent)
+        xml += R"(<key name="accent-color" enum="org.gnome.desktop.GDesktopAccentColor"><default>'blue'</default></key>)";
+    return xml + R"(<key name="color-scheme" type="s"><default>'default'</default></key></schema></schemalist>)";
+}
+
+// A compiled schema folder for GSettings.
+void compileSchema(const QTemporaryDir &dir, bool withAccent)
+{
+    writeFile(dir.filePath(QStringLiteral("org.gnome.desktop.interface.gschema.xml")), interfaceSchema(withAccent));
+    QCOMPARE(output(QStringLiteral("glib-compile-schemas"), {dir.path()}), QByteArray());
+}
 
 } // namespace
 
@@ -125,9 +122,7 @@ private Q_SLOTS:
     void gnomeAccentIsTheNearestNamedColour()
     {
         QTemporaryDir schemas;
-        writeFile(schemas.filePath(QStringLiteral("org.gnome.desktop.enums.xml")), kEnums);
-        writeFile(schemas.filePath(QStringLiteral("org.gnome.desktop.interface.gschema.xml")), kWithAccent);
-        QCOMPARE(output(QStringLiteral("glib-compile-schemas"), {schemas.path()}), QByteArray());
+        compileSchema(schemas, true);
         QDir().mkpath(m_home.filePath(QStringLiteral("glib-2.0/settings")));
         const QString keyfile = m_home.filePath(QStringLiteral("glib-2.0/settings/keyfile"));
         writeFile(keyfile, "[org/gnome/desktop/interface]\naccent-color='pink'\ncolor-scheme='prefer-dark'\n");
@@ -161,8 +156,7 @@ private Q_SLOTS:
     void olderGnomeHasNoAccentToSet()
     {
         QTemporaryDir schemas;
-        writeFile(schemas.filePath(QStringLiteral("org.gnome.desktop.interface.gschema.xml")), kWithoutAccent);
-        QCOMPARE(output(QStringLiteral("glib-compile-schemas"), {schemas.path()}), QByteArray());
+        compileSchema(schemas, false);
         QVERIFY(!GnomeAccentStore::create(schemas.path()));
     }
 

@@ -3,8 +3,8 @@
 #include "support/PrivateDisplay.h"
 
 #include "musicmode/DesktopPoster.h"
+#include "nowplaying/EncodedImage.h"
 
-#include <QBuffer>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QRasterWindow>
@@ -121,16 +121,14 @@ private Q_SLOTS:
         normal.show();
         QVERIFY(QTest::qWaitForWindowExposed(&normal));
 
+        // One window filling each screen.
         const QList<QWindow *> windows = poster->windows();
         QCOMPARE(windows.size(), 2);
-        QList<QRect> covered;
+        QVERIFY(windows[0]->screen() != windows[1]->screen());
         for (QWindow *w : windows) {
             QTRY_VERIFY(w->isExposed());
-            covered.append(w->screen()->geometry());
             QTRY_COMPARE(w->geometry(), w->screen()->geometry());
         }
-        QCOMPARE(covered.size(), 2);
-        QVERIFY(covered[0] != covered[1]);
 
         // Stacked below the normal window by the window manager.
         QTRY_VERIFY(stacking().contains(quint32(normal.winId())));
@@ -182,12 +180,8 @@ private Q_SLOTS:
         for (int x = 0; x < stripes.width(); ++x)
             for (int y = 0; y < stripes.height(); ++y)
                 stripes.setPixel(x, y, x % 2 ? qRgb(255, 255, 255) : qRgb(0, 0, 0));
-        QByteArray png;
-        QBuffer buffer(&png);
-        buffer.open(QIODevice::WriteOnly);
-        QVERIFY(stripes.save(&buffer, "PNG"));
         const QImage small = stripes.scaled(256, 256, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-        AlbumPoster poster{small, Qt::black, QStringLiteral("Stripes"), {}, {}, png, QByteArray("stripes")};
+        AlbumPoster poster{small, Qt::black, QStringLiteral("Stripes"), {}, {}, encoded(stripes), QByteArray("stripes")};
 
         const QImage drawn = AlbumPoster::image(poster, QSize(1200, 1200));
         const int y = 100; // above the shade and the texts

@@ -6,7 +6,6 @@
 #include "musicmode/PosterDisplay.h"
 #include "musicmode/TintKeeper.h"
 
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -21,17 +20,6 @@ public:
     void hide() override { shown.append(QStringLiteral("-")); }
     QStringList shown;
 };
-
-QImage cover(char album)
-{
-    static QHash<char, QImage> covers;
-    if (!covers.contains(album)) {
-        QImage image(4, 4, QImage::Format_RGB32);
-        image.fill(QColor::fromHsv(album * 40 % 360, 200, 200));
-        covers.insert(album, image);
-    }
-    return covers.value(album);
-}
 
 // "A1": track 1 of album A plays with its cover; "A1?" plays before its
 // cover came; "A1|" is paused; "" is nothing playing; "wait 0.5" lets time
@@ -53,9 +41,9 @@ void run(MusicMode &mode, ManualClock &clock, const QStringList &script)
             playback.hasTrack = true;
             playback.isPlaying = !step.endsWith(u'|');
             if (!step.endsWith(u'?')) {
-                const QColor color = cover(album).pixelColor(0, 0);
+                const QColor color = QColor::fromHsv(album * 40 % 360, 200, 200);
                 playback.color = ArtworkAccentColor::RGB{color.redF(), color.greenF(), color.blueF()};
-                playback.poster = AlbumPoster{cover(album), color, step.left(2), {}, {}, {}, {}};
+                playback.poster = AlbumPoster{{}, color, step.left(2), {}, {}, {}, QByteArray(1, album)};
             }
         }
         mode.setPlayback(playback);
@@ -122,9 +110,7 @@ private Q_SLOTS:
         QCOMPARE(nothing.helpText(), MusicMode::posterOnlyHelpText());
 
         MusicMode mode(clock, *m_defaults, nullptr, &posters);
-        QSignalSpy changed(&mode, &MusicMode::isOnChanged);
         mode.toggle();
-        QCOMPARE(changed.count(), 1);
         QVERIFY(UserDefaults(m_defaults->fileName()).boolValue(MusicMode::kOnKey));
         QVERIFY(MusicMode(clock, *m_defaults, nullptr, &posters).isOn());
     }
@@ -134,19 +120,16 @@ private Q_SLOTS:
         m_defaults->setBool(MusicMode::kOnKey, true);
         ManualClock clock;
         RecordingPosters posters;
-        auto owned = std::make_unique<FakeIconTintStore>(IconTint{2, std::nullopt});
-        FakeIconTintStore &store = *owned;
-        auto keeper =
-            std::make_unique<TintKeeper>(std::move(owned), m_defaults->fileName());
-        TintKeeper &tints = *keeper;
-        MusicMode mode(clock, *m_defaults, std::move(keeper), &posters);
+        auto *store = new FakeIconTintStore(IconTint{2, std::nullopt});
+        auto *tints = new TintKeeper(std::unique_ptr<IconTintStore>(store), m_defaults->fileName());
+        MusicMode mode(clock, *m_defaults, std::unique_ptr<TintKeeper>(tints), &posters);
         QCOMPARE(mode.helpText(), MusicMode::tintingHelpText());
         run(mode, clock, {"A1", "wait 0.15", "B1", "wait 0.1"});
-        tints.waitForIdle();
-        QCOMPARE(store.current.name, IconTint::kCustom);
+        tints->waitForIdle();
+        QCOMPARE(store->current.name, IconTint::kCustom);
 
         mode.restoreNow(); // no wait after it: it is done when it returns
-        QCOMPARE(store.current, (IconTint{2, std::nullopt}));
+        QCOMPARE(store->current, (IconTint{2, std::nullopt}));
         QCOMPARE(posters.shown, (QStringList{"A1", "-"}));
         clock.advance(5); // the change to B1 that was pending stays cancelled
         QCOMPARE(posters.shown, (QStringList{"A1", "-"}));

@@ -13,20 +13,6 @@ using Target = TintKeeper::Target;
 const IconTint kUsers{3, std::nullopt};
 const IconTint kUsersLater{6, std::nullopt};
 
-// One step of a script: a convergence, or something that happens to the
-// desktop between two of them.
-struct Step
-{
-    enum class Kind { Converge, UserPicks, Unreadable, Readable } kind;
-    Target target;
-    IconTint tint;
-};
-Step accent(double r, double g, double b) { return {Step::Kind::Converge, Target::accent(r, g, b), {}}; }
-Step original() { return {Step::Kind::Converge, Target::original(), {}}; }
-Step userPicks(const IconTint &tint) { return {Step::Kind::UserPicks, {}, tint}; }
-Step unreadable() { return {Step::Kind::Unreadable, {}, {}}; }
-Step readable() { return {Step::Kind::Readable, {}, {}}; }
-
 std::optional<IconTint> stored(UserDefaults &defaults, const QString &key)
 {
     if (!defaults.contains(key))
@@ -38,67 +24,67 @@ std::optional<IconTint> stored(UserDefaults &defaults, const QString &key)
 
 Q_DECLARE_METATYPE(IconTint)
 Q_DECLARE_METATYPE(std::optional<IconTint>)
-Q_DECLARE_METATYPE(QList<Step>)
 
 class tst_TintKeeper : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
+    // A script of what happens, in order: "red", "blue" and "grey" bring an
+    // album's accent, "original" asks for the user's own back, "user" is the
+    // user picking a tint by hand, "unreadable" and "readable" the desktop's
+    // settings failing to load and loading again.
     void convergesAndGivesTheUsersTintBack_data()
     {
         QTest::addColumn<bool>("eightBit");
-        QTest::addColumn<QList<Step>>("script");
+        QTest::addColumn<QStringList>("script");
         QTest::addColumn<IconTint>("shown");
         QTest::addColumn<std::optional<IconTint>>("originalKey");
         QTest::addColumn<std::optional<IconTint>>("appliedKey");
 
         using Kept = std::optional<IconTint>;
-        const auto row = [](const char *name, const QList<Step> &script, const IconTint &shown, Kept original = {},
+        const auto row = [](const char *name, const QStringList &script, const IconTint &shown, Kept original = {},
                             Kept applied = {}, bool eightBit = false) {
             QTest::newRow(name) << eightBit << script << shown << original << applied;
         };
         const IconTint red = IconTint::customColor(1, 0, 0);
         const IconTint blue = IconTint::customColor(0, 0, 1);
-        row("first accent keeps the user's tint", {accent(1, 0, 0)}, red, kUsers, red);
-        row("second accent still keeps the user's first tint", {accent(1, 0, 0), accent(0, 0, 1)}, blue, kUsers, blue);
-        row("stopping puts the user's tint back and forgets", {accent(1, 0, 0), accent(0, 0, 1), original()}, kUsers);
-        row("a tint picked by hand meanwhile survives the stop", {accent(1, 0, 0), userPicks(kUsersLater), original()},
-            kUsersLater);
-        row("a tint picked by hand becomes the one to give back",
-            {accent(1, 0, 0), userPicks(kUsersLater), accent(0, 0, 1), original()}, kUsersLater);
-        row("an unreadable tint leaves the keys for the next start", {accent(1, 0, 0), unreadable(), original()}, red,
-            kUsers, red);
-        row("the next start finishes the restore", {accent(1, 0, 0), unreadable(), original(), readable(), original()},
-            kUsers);
+        row("first accent keeps the user's tint", {"red"}, red, kUsers, red);
+        row("second accent still keeps the user's first tint", {"red", "blue"}, blue, kUsers, blue);
+        row("stopping puts the user's tint back and forgets", {"red", "blue", "original"}, kUsers);
+        row("a tint picked by hand meanwhile survives the stop", {"red", "user", "original"}, kUsersLater);
+        row("a tint picked by hand becomes the one to give back", {"red", "user", "blue", "original"}, kUsersLater);
+        row("an unreadable tint leaves the keys for the next start", {"red", "unreadable", "original"}, red, kUsers, red);
+        row("the next start finishes the restore", {"red", "unreadable", "original", "readable", "original"}, kUsers);
         // The desktop keeps whole 8-bit channels: what we remember must be
         // what it shows, or the second album would be taken for the user's.
         const IconTint grey = IconTint::customColor(77 / 255.0, 77 / 255.0, 77 / 255.0);
-        row("a desktop that rounds colours", {accent(0.3, 0.3, 0.3), accent(0.3, 0.3, 0.3)}, grey, kUsers, grey, true);
-        row("nothing applied, nothing restored", {original()}, kUsers);
+        row("a desktop that rounds colours", {"grey", "grey"}, grey, kUsers, grey, true);
+        row("nothing applied, nothing restored", {"original"}, kUsers);
     }
     void convergesAndGivesTheUsersTintBack()
     {
         QFETCH(bool, eightBit);
-        QFETCH(QList<Step>, script);
+        QFETCH(QStringList, script);
         QFETCH(IconTint, shown);
         QFETCH(std::optional<IconTint>, originalKey);
         QFETCH(std::optional<IconTint>, appliedKey);
 
         QTemporaryDir dir;
         const QString file = dir.filePath(QStringLiteral("Tarnwick.conf"));
-        auto owned = std::make_unique<FakeIconTintStore>(kUsers);
-        FakeIconTintStore &store = *owned;
-        store.eightBit = eightBit;
-        TintKeeper keeper(std::move(owned), file);
-        for (const Step &step : script) {
-            switch (step.kind) {
-            case Step::Kind::Converge: keeper.converge(step.target); break;
-            case Step::Kind::UserPicks: store.current = step.tint; break;
-            case Step::Kind::Unreadable: store.readable = false; break;
-            case Step::Kind::Readable: store.readable = true; break;
-            }
+        auto *store = new FakeIconTintStore(kUsers);
+        store->eightBit = eightBit;
+        TintKeeper keeper(std::unique_ptr<IconTintStore>(store), file);
+        const QHash<QString, Target> targets{{"red", Target::accent(1, 0, 0)}, {"blue", Target::accent(0, 0, 1)},
+                                             {"grey", Target::accent(0.3, 0.3, 0.3)}, {"original", Target::original()}};
+        for (const QString &step : script) {
+            if (targets.contains(step))
+                keeper.converge(targets[step]);
+            else if (step == u"user")
+                store->current = kUsersLater;
+            else
+                store->readable = step == u"readable";
         }
-        QCOMPARE(store.current, shown);
+        QCOMPARE(store->current, shown);
         // Read back from disk, as the next start would.
         UserDefaults disk(file);
         QCOMPARE(stored(disk, TintKeeper::kOriginalTintKey), originalKey);
@@ -108,18 +94,16 @@ private Q_SLOTS:
     void requestsMadeDuringAChangeMergeIntoOneWriteOfTheNewest()
     {
         QTemporaryDir dir;
-        auto owned = std::make_unique<FakeIconTintStore>(kUsers);
-        FakeIconTintStore &store = *owned;
-        store.holdFirstRead = true;
-        TintKeeper keeper(std::move(owned), dir.filePath(QStringLiteral("t.conf")));
-
+        auto *store = new FakeIconTintStore(kUsers);
+        store->holdFirstRead = true;
+        TintKeeper keeper(std::unique_ptr<IconTintStore>(store), dir.filePath(QStringLiteral("t.conf")));
         keeper.request(Target::accent(1, 0, 0));
-        store.entered.acquire(); // the worker is busy with the first request
+        store->entered.acquire(); // the worker is busy with the first request
         keeper.request(Target::accent(0, 1, 0));
         keeper.request(Target::accent(0, 0, 1));
-        store.gate.release();
+        store->gate.release();
         keeper.waitForIdle();
-        QCOMPARE(store.writes, (QList<IconTint>{IconTint::customColor(1, 0, 0), IconTint::customColor(0, 0, 1)}));
+        QCOMPARE(store->writes, (QList<IconTint>{IconTint::customColor(1, 0, 0), IconTint::customColor(0, 0, 1)}));
     }
 
     void tintsSurviveTheSettingsFile_data()

@@ -5,14 +5,11 @@ colour in a private kdeglobals. The user's accent must come back after a
 polite quit at once, and after a kill -9 at the next start.
 Usage: tst_musicmode_e2e.py TARNWICK_BINARY HELPER_BINARY"""
 
-import math
 import os
 import shutil
 import signal
-import struct
 import subprocess
 import sys
-import wave
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
 from x11session import run_scenarios  # noqa: E402
@@ -21,7 +18,7 @@ BINARY = os.path.abspath(sys.argv[1])
 HELPER = os.path.abspath(sys.argv[2])
 MPRIS_PLUGIN = "/etc/mpv/scripts/mpris.so"
 USERS_ACCENT = "61,174,233"
-NEEDS = {"mpv": "mpv", "kreadconfig5": "libkf5config-bin", "kwriteconfig5": "libkf5config-bin"}
+NEEDS = {"mpv": "mpv", "kreadconfig5": "libkf5config-bin", "kwriteconfig5": "libkf5config-bin", "ffmpeg": "ffmpeg"}
 
 
 def require():
@@ -46,21 +43,16 @@ def prepare(s):
     os.makedirs(os.path.join(s.env["XDG_DATA_HOME"], "Tarnwick", "Wallpapers"))
     with open(os.path.join(s.env["XDG_DATA_HOME"], "Tarnwick", "Wallpapers", "poster.png"), "w") as f:
         f.write("old poster")
-    music = os.path.join(s.tmp, "music")
-    os.makedirs(music)
-    with wave.open(os.path.join(music, "Red Song.wav"), "wb") as w:
-        w.setnchannels(1)
-        w.setsampwidth(2)
-        w.setframerate(8000)
-        w.writeframes(b"".join(struct.pack("<h", int(3000 * math.sin(2 * math.pi * 440 * i / 8000)))
-                               for i in range(8000 * 120)))
-    s.run(["convert", "-size", "64x64", "xc:#c0392b", os.path.join(music, "cover.png")])
-    s.music = music
+    s.music = os.path.join(s.tmp, "music")
+    os.makedirs(s.music)
+    s.run(["ffmpeg", "-loglevel", "error", "-f", "lavfi", "-i", "sine=sample_rate=8000:duration=120",
+           os.path.join(s.music, "Red Song.flac")])
+    s.run(["convert", "-size", "64x64", "xc:#c0392b", os.path.join(s.music, "cover.png")])
 
 
 def play(s):
     return s.spawn(["mpv", "--no-config", "--ao=null", "--vo=null", "--no-terminal", "--idle=no",
-                    "--script=" + MPRIS_PLUGIN, os.path.join(s.music, "Red Song.wav")])
+                    "--script=" + MPRIS_PLUGIN, os.path.join(s.music, "Red Song.flac")])
 
 
 def accent(s):

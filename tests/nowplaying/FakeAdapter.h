@@ -7,10 +7,7 @@
 class FakeAdapter : public NowPlayingAdapter
 {
 public:
-    FakeAdapter()
-        : NowPlayingAdapter(QStringLiteral("/fake/tarnwick-nowplaying"))
-    {
-    }
+    FakeAdapter() : NowPlayingAdapter(QStringLiteral("/fake/tarnwick-nowplaying")) { }
 
     void startStream(Update onUpdate, Finished onFinished) override
     {

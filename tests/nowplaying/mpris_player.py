@@ -23,10 +23,8 @@ parser.add_argument("--desktop-entry", default="spotify")
 parser.add_argument("--ignore-writes", action="store_true")
 parser.add_argument("--no-modes", action="store_true")
 parser.add_argument("--shuffle", action="store_true")
-parser.add_argument("--loop", default="None")
 parser.add_argument("--title", default="Song")
 parser.add_argument("--artist", default="Artist")
-parser.add_argument("--album", default="Album")
 parser.add_argument("--seconds", type=float, default=200.0)
 parser.add_argument("--marker")
 args = parser.parse_args()
@@ -45,17 +43,15 @@ class Player(dbus.service.Object):
                 "PlaybackStatus": "Playing",
                 "Rate": 1.0,
                 "Shuffle": dbus.Boolean(args.shuffle),
-                "LoopStatus": args.loop,
+                "LoopStatus": "None",
                 "Metadata": dbus.Dictionary({
                     "mpris:trackid": dbus.ObjectPath("/org/tarnwick/track/1"),
                     "xesam:title": args.title,
                     "xesam:artist": dbus.Array([args.artist], signature="s"),
-                    "xesam:album": args.album,
                     "mpris:length": dbus.Int64(int(args.seconds * 1e6)),
                 }, signature="sv"),
             },
         }
-
         if args.no_modes:
             del self.values[PLAYER]["Shuffle"], self.values[PLAYER]["LoopStatus"]
 

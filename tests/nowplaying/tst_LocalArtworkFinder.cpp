@@ -3,7 +3,7 @@
 // cache on disk spares after a restart, and the whole way from a cover-less
 // player through the real helper and service to the displayed cover.
 
-#include "EncodedImage.h"
+#include "MusicFiles.h"
 
 #include "core/Clock.h"
 #include "core/ManualClock.h"
@@ -12,25 +12,13 @@
 #include "nowplaying/NowPlayingService.h"
 #include "support/PrivateBus.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QtEndian>
 
 namespace {
-
-struct Song
-{
-    QString file; // under the Music folder
-    QString title;
-    QString artist;
-    double seconds;
-    QColor cover; // invalid: none
-};
 
 const QColor kRed(200, 30, 30), kGreen(30, 160, 60), kBlue(40, 70, 200), kYellow(230, 200, 20), kMagenta(190, 40, 170),
     kCyan(20, 180, 190), kOrange(240, 130, 20);
@@ -47,55 +35,6 @@ const QList<Song> kSongs {
     {QStringLiteral("e/Night Drive.mp3"), QString(), QString(), 12, kCyan},
     {QStringLiteral("e/Plain.flac"), QStringLiteral("Plain"), QStringLiteral("Ana"), 12, QColor()},
 };
-
-// Vorbis comments carry a cover as a FLAC picture block in base64.
-QByteArray pictureBlock(const QByteArray &image)
-{
-    auto u32 = [](quint32 v) {
-        QByteArray b(4, 0);
-        qToBigEndian(v, b.data());
-        return b;
-    };
-    const QByteArray mime = "image/png";
-    return u32(3) + u32(quint32(mime.size())) + mime + u32(0) + u32(24) + u32(24) + u32(24) + u32(0)
-        + u32(quint32(image.size())) + image;
-}
-
-QStringList words(const char *text)
-{
-    return QString::fromUtf8(text).split(QLatin1Char(' '));
-}
-
-// Empty on success, else ffmpeg's complaint. Ogg covers go in a comment,
-// the others are ffmpeg's attached picture (APIC, FLAC picture, covr).
-QString makeSong(const QDir &music, const Song &song)
-{
-    const QString out = music.filePath(song.file);
-    QDir().mkpath(QFileInfo(out).absolutePath());
-    const QString suffix = QFileInfo(out).suffix();
-    const bool ogg = suffix == QLatin1String("opus") || suffix == QLatin1String("ogg");
-    QStringList args = words("-y -loglevel error -f lavfi -i")
-        << QStringLiteral("sine=sample_rate=8000:duration=%1").arg(song.seconds);
-    if (song.cover.isValid() && !ogg)
-        args << words("-f lavfi -i")
-             << QStringLiteral("color=c=0x%1:s=24x24:d=1,format=rgb24").arg(song.cover.name().mid(1))
-             << words("-map 0:a -map 1:v -frames:v 1 -c:v png -disposition:v attached_pic");
-    if (song.cover.isValid() && ogg)
-        args << QStringLiteral("-metadata")
-             << QStringLiteral("METADATA_BLOCK_PICTURE=")
-                + QString::fromLatin1(pictureBlock(solidPng(song.cover, QSize(24, 24))).toBase64());
-    const QHash<QString, const char *> codec{{QStringLiteral("mp3"), "-c:a libmp3lame -id3v2_version 3"},
-        {QStringLiteral("flac"), "-c:a flac"}, {QStringLiteral("m4a"), "-c:a aac"},
-        {QStringLiteral("opus"), "-c:a libopus"}, {QStringLiteral("ogg"), "-c:a libvorbis"}};
-    args << words(codec.value(suffix)) << QStringLiteral("-metadata") << QStringLiteral("title=") + song.title
-         << QStringLiteral("-metadata") << QStringLiteral("artist=") + song.artist << out;
-    QProcess ffmpeg;
-    ffmpeg.start(QStringLiteral("ffmpeg"), args);
-    if (!ffmpeg.waitForStarted())
-        return QStringLiteral("ffmpeg is not installed (Debian package ffmpeg)");
-    ffmpeg.waitForFinished(60000);
-    return ffmpeg.exitCode() == 0 ? QString() : QString::fromUtf8(ffmpeg.readAllStandardError());
-}
 
 std::optional<QColor> coverColour(LocalArtworkFinder &finder, const LocalArtworkSearch::Query &query)
 {

@@ -2,8 +2,6 @@
 #include "MprisPayload.h"
 
 #include <QDir>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -14,6 +12,8 @@
 class tst_MprisPayload : public QObject
 {
     Q_OBJECT
+    QTemporaryDir m_dir;
+
 private Q_SLOTS:
     void namesThePlayersProgram_data()
     {
@@ -49,28 +49,19 @@ private Q_SLOTS:
         p.positionMicros = 1500000;
         p.positionReadAtEpochMicros = 1795251600000000;
         p.artwork = QByteArray("\x89PNG", 4);
-        const QVariantMap payload = MprisPayload::payloadFor(p);
-        const QVariantMap expected{{QStringLiteral("title"), QStringLiteral("Song")},
-                                   {QStringLiteral("artist"), QStringLiteral("A, B")},
-                                   {QStringLiteral("album"), QStringLiteral("LP")},
-                                   {QStringLiteral("bundleIdentifier"), QStringLiteral("mpv")},
-                                   {QStringLiteral("playing"), true},
-                                   {QStringLiteral("durationMicros"), qint64(215000000)},
-                                   {QStringLiteral("elapsedTimeMicros"), qint64(1500000)},
-                                   {QStringLiteral("timestampEpochMicros"), qint64(1795251600000000)},
-                                   {QStringLiteral("playbackRate"), 1.0},
-                                   {QStringLiteral("artworkData"), QStringLiteral("iVBORw==")},
-                                   {QStringLiteral("shuffleMode"), 3},
-                                   {QStringLiteral("repeatMode"), 2}};
-        QCOMPARE(payload, expected);
+        QCOMPARE(MprisPayload::line(MprisPayload::payloadFor(p), false),
+                 QByteArray(R"({"diff":false,"payload":{"album":"LP","artist":"A, B","artworkData":"iVBORw==",)"
+                            R"("bundleIdentifier":"mpv","durationMicros":215000000,"elapsedTimeMicros":1500000,)"
+                            R"("playbackRate":1,"playing":true,"repeatMode":2,"shuffleMode":3,)"
+                            R"("timestampEpochMicros":1795251600000000,"title":"Song"}})"));
 
         p.shuffle = false;
         p.loopStatus = QStringLiteral("Playlist");
         p.playbackStatus = QStringLiteral("Paused");
         const QVariantMap paused = MprisPayload::payloadFor(p);
-        QCOMPARE(paused.value(QStringLiteral("shuffleMode")).toInt(), 1);
-        QCOMPARE(paused.value(QStringLiteral("repeatMode")).toInt(), 3);
-        QCOMPARE(paused.value(QStringLiteral("playing")).toBool(), false);
+        QCOMPARE(QVariantList({paused[QStringLiteral("shuffleMode")], paused[QStringLiteral("repeatMode")],
+                               paused[QStringLiteral("playing")]}),
+                 QVariantList({1, 3, false}));
     }
 
     void diffsNameChangesAndRemovals()
@@ -108,41 +99,33 @@ private Q_SLOTS:
     // nothing that could block the helper or fill its memory.
     void readsOnlyRegularFilesWithinTheCap_data()
     {
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<bool>("taken");
-        QTest::newRow("small file") << "small" << true;
-        QTest::newRow("file at the cap") << "cap" << true;
-        QTest::newRow("file over the cap") << "over" << false;
-        QTest::newRow("FIFO") << "fifo" << false;
-        QTest::newRow("endless device") << "/dev/zero" << false;
-        QTest::newRow("folder") << "dir" << false;
-        QTest::newRow("missing") << "missing" << false;
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("taken");
+        const auto file = [this](const char *name, qint64 size) {
+            QFile f(m_dir.filePath(QString::fromLatin1(name)));
+            if (!f.open(QIODevice::WriteOnly) || f.write(QByteArray(size, 'c')) != size)
+                qFatal("cannot write %s", name);
+            return f.fileName();
+        };
+        QTest::newRow("small file") << file("small", 5000) << QByteArray(5000, 'c');
+        QTest::newRow("file at the cap") << file("cap", ArtworkFetcher::kMaxBytes) << QByteArray(ArtworkFetcher::kMaxBytes, 'c');
+        QTest::newRow("file over the cap") << file("over", ArtworkFetcher::kMaxBytes + 1) << QByteArray();
+        const QString fifo = m_dir.filePath(QStringLiteral("fifo"));
+        QTest::newRow("FIFO") << (::mkfifo(QFile::encodeName(fifo).constData(), 0600) == 0 ? fifo : QString()) << QByteArray();
+        QTest::newRow("endless device") << "/dev/zero" << QByteArray();
+        QTest::newRow("folder") << m_dir.path() << QByteArray();
+        QTest::newRow("missing") << m_dir.filePath(QStringLiteral("missing")) << QByteArray();
     }
     void readsOnlyRegularFilesWithinTheCap()
     {
-        QFETCH(QString, kind);
-        QFETCH(bool, taken);
-        QTemporaryDir dir;
-        QString path = dir.filePath(kind);
-        QByteArray body;
-        if (kind == QLatin1String("small") || kind == QLatin1String("cap") || kind == QLatin1String("over")) {
-            body = QByteArray(kind == QLatin1String("small") ? 5000 : ArtworkFetcher::kMaxBytes + (kind == QLatin1String("over")), 'c');
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(body);
-        } else if (kind == QLatin1String("fifo")) {
-            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
-        } else if (kind == QLatin1String("dir")) {
-            QVERIFY(QDir(dir.path()).mkdir(kind));
-        } else if (kind.startsWith(QLatin1Char('/'))) {
-            path = kind;
-        }
+        QFETCH(QString, path);
+        QFETCH(QByteArray, taken);
+        QVERIFY(!path.isEmpty());
         ArtworkFetcher fetcher;
         std::optional<QByteArray> result;
         fetcher.fetch(QUrl::fromLocalFile(path), [&](const QByteArray &bytes) { result = bytes; });
         QVERIFY(result.has_value()); // at once, never waiting for a writer
-        QCOMPARE(*result == body && !body.isEmpty(), taken);
-        QCOMPARE(result->isEmpty(), !taken);
+        QCOMPARE(*result, taken);
     }
 
     // A local web server hands out covers of the given sizes; the fetcher

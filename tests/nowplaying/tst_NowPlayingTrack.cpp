@@ -8,12 +8,34 @@ using Track = NowPlayingTrack;
 
 namespace {
 
-QVariantMap json(const char *text)
-{
-    return QJsonDocument::fromJson(text).object().toVariantMap();
-}
-
 const QDateTime kNow(QDate(2026, 11, 16), QTime(9, 0), Qt::UTC);
+
+// The decoded fields that differ from a bare track, in one line.
+QString describe(const std::optional<Track> &t)
+{
+    if (!t)
+        return QStringLiteral("-");
+    QStringList f;
+    const auto add = [&f](const char *key, const auto &value) {
+        if (value)
+            f << QStringLiteral("%1=%2").arg(QLatin1String(key)).arg(*value);
+    };
+    add("artist", t->artist);
+    add("app", t->appBundleIdentifier);
+    if (t->isPlaying)
+        f << QStringLiteral("playing");
+    if (t->playbackRate != 0)
+        f << QStringLiteral("rate=%1").arg(t->playbackRate);
+    const auto name = [](const auto &mode) { return mode ? std::optional(QVariant::fromValue(*mode).toString()) : std::nullopt; };
+    add("shuffle", name(t->shuffle));
+    add("repeat", name(t->repeatMode));
+    add("duration", t->duration);
+    add("elapsed", t->elapsed);
+    add("at", t->timestamp ? std::optional(t->timestamp->toMSecsSinceEpoch()) : std::nullopt);
+    add("art", t->artworkData ? std::optional(QString::fromLatin1(t->artworkData->toHex())) : std::nullopt);
+    add("media", t->mediaType);
+    return f.join(QLatin1Char(' '));
+}
 
 } // namespace
 
@@ -24,69 +46,34 @@ private Q_SLOTS:
     void decodesPayload_data()
     {
         QTest::addColumn<QByteArray>("payload");
-        QTest::addColumn<bool>("isTrack");
-        QTest::addColumn<QString>("artist");
-        QTest::addColumn<QString>("app");
-        QTest::addColumn<bool>("playing");
-        QTest::addColumn<double>("rate");
-        QTest::addColumn<int>("shuffle"); // -1 unknown
-        QTest::addColumn<int>("repeat");
-
-        const auto row = [](const char *name, const char *payload, bool isTrack, const char *artist = "",
-                            const char *app = "", bool playing = false, double rate = 0, int shuffle = -1, int repeat = -1) {
-            QTest::newRow(name) << QByteArray(payload) << isTrack << QString::fromUtf8(artist) << QString::fromUtf8(app)
-                                << playing << rate << shuffle << repeat;
+        QTest::addColumn<QString>("fields");
+        const auto row = [](const char *name, const char *payload, const char *fields) {
+            QTest::newRow(name) << QByteArray(payload) << QString::fromUtf8(fields);
         };
-        row("empty dictionary", "{}", false);
-        row("empty title", R"({"title":"","artist":"A"})", false);
-        row("title of wrong type", R"({"title":42})", false);
-        row("empty artist is absent", R"({"title":"T","artist":""})", true);
-        row("playing without rate runs at 1", R"({"title":"T","playing":true})", true, "", "", true, 1.0);
-        row("paused without rate stands", R"({"title":"T","playing":false,"playbackRate":"fast"})", true);
+        row("empty dictionary", "{}", "-");
+        row("empty title", R"({"title":"","artist":"A"})", "-");
+        row("title of wrong type", R"({"title":42})", "-");
+        row("empty artist is absent", R"({"title":"T","artist":""})", "");
+        row("playing without rate runs at 1", R"({"title":"T","playing":true})", "playing rate=1");
+        row("paused without rate stands", R"({"title":"T","playing":false,"playbackRate":"fast"})", "");
         row("parent app wins", R"({"title":"T","bundleIdentifier":"plugin","parentApplicationBundleIdentifier":"firefox"})",
-            true, "", "firefox");
-        row("own app", R"({"title":"T","bundleIdentifier":"mpv","artist":"X"})", true, "X", "mpv");
-        row("codes 0 and 4 are unknown", R"({"title":"T","shuffleMode":0,"repeatMode":4})", true);
-        row("codes decode", R"({"title":"T","shuffleMode":3,"repeatMode":2,"playbackRate":0.5})", true, "", "", false, 0.5,
-            int(Track::ShuffleMode::Tracks), int(Track::RepeatMode::Track));
-        row("fractional code is unknown", R"({"title":"T","shuffleMode":1.5,"repeatMode":"1"})", true);
-        row("playing must be a boolean", R"({"title":"T","playing":1})", true);
+            "app=firefox");
+        row("own app", R"({"title":"T","bundleIdentifier":"mpv","artist":"X"})", "artist=X app=mpv");
+        row("codes 0 and 4 are unknown", R"({"title":"T","shuffleMode":0,"repeatMode":4})", "");
+        row("codes decode", R"({"title":"T","shuffleMode":3,"repeatMode":2,"playbackRate":0.5})",
+            "rate=0.5 shuffle=Tracks repeat=Track");
+        row("fractional code is unknown", R"({"title":"T","shuffleMode":1.5,"repeatMode":"1"})", "");
+        row("playing must be a boolean", R"({"title":"T","playing":1})", "");
+        row("times, cover and media type", R"({"title":"T","durationMicros":215500000,"elapsedTimeMicros":1500000,
+            "timestampEpochMicros":1795251600250000,"artworkData":"AAEC","mediaType":"audio"})",
+            "duration=215.5 elapsed=1.5 at=1795251600250 art=000102 media=audio");
+        row("broken base64 is no cover", R"({"title":"T","artworkData":"not base64!"})", "");
     }
     void decodesPayload()
     {
         QFETCH(QByteArray, payload);
-        QFETCH(bool, isTrack);
-        const auto track = Track::fromPayload(QJsonDocument::fromJson(payload).object().toVariantMap());
-        QCOMPARE(track.has_value(), isTrack);
-        if (!track)
-            return;
-        QFETCH(QString, artist);
-        QFETCH(QString, app);
-        QFETCH(bool, playing);
-        QFETCH(double, rate);
-        QFETCH(int, shuffle);
-        QFETCH(int, repeat);
-        QCOMPARE(track->artist.value_or(QString()), artist);
-        QCOMPARE(track->artist.has_value(), !artist.isEmpty());
-        QCOMPARE(track->appBundleIdentifier.value_or(QString()), app);
-        QCOMPARE(track->isPlaying, playing);
-        QCOMPARE(track->playbackRate, rate);
-        QCOMPARE(track->shuffle ? int(*track->shuffle) : -1, shuffle);
-        QCOMPARE(track->repeatMode ? int(*track->repeatMode) : -1, repeat);
-    }
-
-    void decodesTimesAndArtwork()
-    {
-        const auto t = Track::fromPayload(json(R"({"title":"T","durationMicros":215500000,"elapsedTimeMicros":1500000,
-            "timestampEpochMicros":1795251600250000,"artworkData":"AAEC","mediaType":"audio"})"));
-        QVERIFY(t);
-        QCOMPARE(*t->duration, 215.5);
-        QCOMPARE(*t->elapsed, 1.5);
-        QCOMPARE(*t->timestamp, QDateTime::fromMSecsSinceEpoch(1795251600250, Qt::UTC));
-        QCOMPARE(*t->artworkData, QByteArray("\x00\x01\x02", 3));
-        QCOMPARE(*t->mediaType, QStringLiteral("audio"));
-        const auto bad = Track::fromPayload(json(R"({"title":"T","artworkData":"not base64!"})"));
-        QVERIFY(!bad->artworkData);
+        QFETCH(QString, fields);
+        QCOMPARE(describe(Track::fromPayload(QJsonDocument::fromJson(payload).object().toVariantMap())), fields);
     }
 
     void extrapolates_data()
@@ -114,7 +101,6 @@ private Q_SLOTS:
         QFETCH(double, duration);
         QFETCH(double, expected);
         Track t;
-        t.title = QStringLiteral("T");
         t.isPlaying = playing;
         t.elapsed = elapsed;
         t.playbackRate = rate;
@@ -129,50 +115,28 @@ private Q_SLOTS:
     void optimisticToggleStartsFromTheShownPosition()
     {
         Track t;
-        t.title = QStringLiteral("T");
         t.elapsed = 42;
         t.timestamp = kNow.addSecs(-60);
-        t.playbackRate = 0;
         t.togglePlaybackOptimistically(kNow);
-        QVERIFY(t.isPlaying);
-        QCOMPARE(t.playbackRate, 1.0);
-        QCOMPARE(*t.elapsed, 42.0);
-        QCOMPARE(*t.timestamp, kNow);
+        QCOMPARE(describe(t), QStringLiteral("playing rate=1 elapsed=42 at=%1").arg(kNow.toMSecsSinceEpoch()));
         t.togglePlaybackOptimistically(kNow.addSecs(5));
-        QVERIFY(!t.isPlaying);
-        QCOMPARE(t.playbackRate, 0.0);
-        QCOMPARE(*t.elapsed, 47.0);
+        QCOMPARE(describe(t), QStringLiteral("elapsed=47 at=%1").arg(kNow.addSecs(5).toMSecsSinceEpoch()));
     }
 
-    void commandsFromRawValues()
-    {
-        QVERIFY(!Track::commandFromRaw(3));
-        QVERIFY(!Track::commandFromRaw(8));
-        QVERIFY(!Track::commandFromRaw(-1));
-        QCOMPARE(*Track::commandFromRaw(7), Track::MediaCommand::AdvanceRepeatMode);
-        QCOMPARE(*Track::commandFromRaw(2), Track::MediaCommand::TogglePlayPause);
-    }
-
+    // A field left out of the comparison would make the service skip a real
+    // change.
     void equalityCoversEveryField()
     {
+        const QList<std::function<void(Track &)>> changes{
+            [](Track &t) { t.title = QStringLiteral("U"); }, [](Track &t) { t.artist = QStringLiteral("A"); },
+            [](Track &t) { t.album = QStringLiteral("B"); }, [](Track &t) { t.appBundleIdentifier = QStringLiteral("mpv"); },
+            [](Track &t) { t.isPlaying = true; }, [](Track &t) { t.duration = 1; }, [](Track &t) { t.elapsed = 1; },
+            [](Track &t) { t.timestamp = kNow; }, [](Track &t) { t.playbackRate = 1; },
+            [](Track &t) { t.artworkData = QByteArray("x"); }, [](Track &t) { t.shuffle = Track::ShuffleMode::Off; },
+            [](Track &t) { t.repeatMode = Track::RepeatMode::Off; }, [](Track &t) { t.mediaType = QStringLiteral("audio"); },
+        };
         Track base;
         base.title = QStringLiteral("T");
-        const QList<std::function<void(Track &)>> changes{
-            [](Track &t) { t.title = QStringLiteral("U"); },
-            [](Track &t) { t.artist = QStringLiteral("A"); },
-            [](Track &t) { t.album = QStringLiteral("B"); },
-            [](Track &t) { t.appBundleIdentifier = QStringLiteral("mpv"); },
-            [](Track &t) { t.isPlaying = true; },
-            [](Track &t) { t.duration = 1; },
-            [](Track &t) { t.elapsed = 1; },
-            [](Track &t) { t.timestamp = kNow; },
-            [](Track &t) { t.playbackRate = 1; },
-            [](Track &t) { t.artworkData = QByteArray("x"); },
-            [](Track &t) { t.shuffle = Track::ShuffleMode::Off; },
-            [](Track &t) { t.repeatMode = Track::RepeatMode::Off; },
-            [](Track &t) { t.mediaType = QStringLiteral("audio"); },
-        };
-        QCOMPARE(changes.size(), 13);
         for (const auto &change : changes) {
             Track other = base;
             change(other);

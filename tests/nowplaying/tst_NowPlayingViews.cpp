@@ -1,6 +1,7 @@
-// Loads the Now Playing views offscreen in each state, checks that they load
-// cleanly and that the record turns only while the track plays, and writes
-// screenshots (to $TARNWICK_SCREENSHOTS when set, else the build folder).
+// The Now Playing views offscreen: they load without a warning, the record
+// turns only while the track plays, the seek bar follows a drag and the
+// reports after it, and each state is written as a screenshot (to
+// $TARNWICK_SCREENSHOTS when set, else the build folder).
 
 #include "EncodedImage.h"
 #include "FakeAdapter.h"
@@ -11,7 +12,6 @@
 
 #include <QDir>
 #include <QPainter>
-#include <QPainterPath>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -26,16 +26,12 @@ QtMessageHandler g_previous = nullptr;
 
 void countWarnings(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    if (type == QtWarningMsg || type == QtCriticalMsg)
-        ++g_warnings;
+    g_warnings += type == QtWarningMsg || type == QtCriticalMsg;
     g_previous(type, context, message);
 }
 
 // Crisp screenshots, as on a HiDPI screen.
-void scaleUp()
-{
-    qputenv("QT_SCALE_FACTOR", "2");
-}
+void scaleUp() { qputenv("QT_SCALE_FACTOR", "2"); }
 Q_CONSTRUCTOR_FUNCTION(scaleUp)
 
 // An album cover drawn for the test: a low sun over stripes of sea.
@@ -45,22 +41,18 @@ QByteArray cover()
     QPainter p(&image);
     p.setRenderHint(QPainter::Antialiasing);
     QLinearGradient sky(0, 0, 0, 600);
-    sky.setColorAt(0, QColor(28, 22, 74));
-    sky.setColorAt(0.55, QColor(196, 64, 92));
-    sky.setColorAt(1, QColor(250, 160, 90));
+    sky.setStops({{0, QColor(28, 22, 74)}, {0.55, QColor(196, 64, 92)}, {1, QColor(250, 160, 90)}});
     p.fillRect(image.rect(), sky);
-    p.setBrush(QColor(255, 196, 92));
     p.setPen(Qt::NoPen);
+    p.setBrush(QColor(255, 196, 92));
     p.drawEllipse(QPointF(300, 360), 150, 150);
-    for (int i = 0; i < 7; ++i) {
-        p.setBrush(QColor(28, 22, 74, 200 - i * 20));
-        p.drawRect(QRectF(0, 380 + i * 32, 600, 12 + i * 2));
-    }
+    for (int i = 0; i < 7; ++i)
+        p.fillRect(QRectF(0, 380 + i * 32, 600, 12 + i * 2), QColor(28, 22, 74, 200 - i * 20));
     p.end();
     return encoded(image);
 }
 
-NowPlayingTrack track(bool playing, const QDateTime &now)
+NowPlayingTrack track(bool playing, const QDateTime &now, double elapsed = 83)
 {
     NowPlayingTrack t;
     t.title = QStringLiteral("Harbour Lights at Dusk");
@@ -70,19 +62,12 @@ NowPlayingTrack track(bool playing, const QDateTime &now)
     t.isPlaying = playing;
     t.playbackRate = playing ? 1 : 0;
     t.duration = 242;
-    t.elapsed = 83;
+    t.elapsed = elapsed;
     t.timestamp = now;
     t.artworkData = cover();
     t.shuffle = NowPlayingTrack::ShuffleMode::Off;
     t.repeatMode = NowPlayingTrack::RepeatMode::All;
     return t;
-}
-
-QString screenshotDir()
-{
-    const QString dir = qEnvironmentVariable("TARNWICK_SCREENSHOTS", QDir::currentPath() + QStringLiteral("/screenshots"));
-    QDir().mkpath(dir);
-    return dir;
 }
 
 const char *const kPage = R"(
@@ -107,6 +92,24 @@ Rectangle {
 }
 )";
 
+// A started service on a fake helper, shown by the views.
+struct Page
+{
+    explicit Page(bool helper = true)
+        : service(clock, helper ? std::unique_ptr<NowPlayingAdapter>(adapter) : nullptr)
+    {
+        if (!helper)
+            delete adapter;
+        NowPlayingService::setInstance(&service);
+        service.start();
+    }
+    void play(bool playing, double elapsed = 83) { service.apply(track(playing, clock.now(), elapsed), clock.now()); }
+
+    ManualClock clock{QDateTime::currentDateTimeUtc()};
+    FakeAdapter *adapter = new FakeAdapter;
+    NowPlayingService service;
+};
+
 } // namespace
 
 class tst_NowPlayingViews : public QObject
@@ -126,19 +129,17 @@ class tst_NowPlayingViews : public QObject
         view->setContent(QUrl(), &component, component.create());
         view->resize(size);
         view->show();
-        if (!QTest::qWaitForWindowExposed(view.get()))
-            qWarning("the view was never exposed");
+        if (!QTest::qWaitForWindowExposed(view.get()) || !view->rootObject())
+            qWarning("the view did not load or was never exposed");
         return view;
     }
 
     void save(QQuickView &view, const QString &name)
     {
-        // Let hover fades and the tonearm settle first.
-        QTest::qWait(800);
-        const QImage shot = view.grabWindow();
-        QVERIFY(!shot.isNull());
-        QVERIFY(view.rootObject());
-        QVERIFY(shot.save(screenshotDir() + QLatin1Char('/') + name + QStringLiteral(".png")));
+        QTest::qWait(800); // hover fades and the tonearm settle first
+        const QString dir = qEnvironmentVariable("TARNWICK_SCREENSHOTS", QDir::currentPath() + QStringLiteral("/screenshots"));
+        QVERIFY(QDir().mkpath(dir));
+        QVERIFY(view.grabWindow().save(dir + QLatin1Char('/') + name + QStringLiteral(".png")));
     }
 
 private Q_SLOTS:
@@ -147,114 +148,88 @@ private Q_SLOTS:
     void init() { g_warnings = 0; }
     void cleanup() { QCOMPARE(g_warnings, 0); }
 
-    void playingPageTurnsTheRecord()
+    void pageTurnsTheRecordAndSeeks()
     {
-        ManualClock clock(QDateTime::currentDateTimeUtc());
-        NowPlayingService service(clock, std::make_unique<FakeAdapter>());
-        NowPlayingService::setInstance(&service);
-        service.start();
-        service.apply(track(true, clock.now()), clock.now());
+        Page page;
+        page.play(true);
         auto view = show(kPage, QSize(530, 120));
-        QVERIFY(view->rootObject());
-        QObject *spinning = nullptr;
+        QObject *record = nullptr;
         for (QObject *o : view->rootObject()->findChildren<QObject *>())
             if (o->property("degreesPerSecond").isValid() && o->property("spinning").toBool())
-                spinning = o;
-        QVERIFY(spinning);
-        const double a0 = spinning->property("angle").toDouble();
+                record = o;
+        QVERIFY(record);
+        const auto angle = [record] { return record->property("angle").toDouble(); };
+        const double a0 = angle();
         QTest::qWait(400);
-        const double a1 = spinning->property("angle").toDouble();
+        const double a1 = angle();
         QVERIFY2(a1 > a0 + 5, qPrintable(QStringLiteral("%1 -> %2").arg(a0).arg(a1)));
         save(*view, QStringLiteral("nowplaying-playing"));
 
         // Paused: the record halts where it stands...
-        service.apply(track(false, clock.now()), clock.now());
+        page.play(false);
         QTest::qWait(50);
-        const double halted = spinning->property("angle").toDouble();
+        const double halted = angle();
         QTest::qWait(300);
-        QCOMPARE(spinning->property("angle").toDouble(), halted);
+        QCOMPARE(angle(), halted);
         QVERIFY(halted >= a1);
         save(*view, QStringLiteral("nowplaying-paused"));
-        // ...and resumes from there.
-        service.apply(track(true, clock.now()), clock.now());
-        QTest::qWait(200);
-        const double resumed = spinning->property("angle").toDouble();
-        QVERIFY(resumed > halted && resumed < halted + 45);
-    }
 
-    void draggingTheBarSeeksAndTheBarFollowsAgainAfterwards()
-    {
-        ManualClock clock(QDateTime::currentDateTimeUtc());
-        auto *adapter = new FakeAdapter;
-        NowPlayingService service(clock, std::unique_ptr<NowPlayingAdapter>(adapter));
-        NowPlayingService::setInstance(&service);
-        service.start();
-        service.apply(track(false, clock.now()), clock.now());
-        auto view = show(kPage, QSize(530, 120));
-        QVERIFY(view->rootObject());
+        // A drag runs one seek helper at a time and ends on the newest target.
         auto *bar = view->rootObject()->findChild<QQuickItem *>(QStringLiteral("seekBar"));
         QVERIFY(bar);
         QCOMPARE(bar->property("value").toDouble(), 83.0);
-
         const QPointF origin = bar->mapToScene(QPointF(0, bar->height() / 2));
         auto at = [&](double fraction) { return QPointF(origin.x() + bar->width() * fraction, origin.y()).toPoint(); };
         QTest::mousePress(view.get(), Qt::LeftButton, {}, at(0.2));
         QTest::mouseMove(view.get(), at(0.35));
         QTest::mouseMove(view.get(), at(0.5));
         QTest::mouseRelease(view.get(), Qt::LeftButton, {}, at(0.5));
-        // While dragging one helper runs; the newest target follows it.
-        QVERIFY(!adapter->seeks.isEmpty());
-        while (!adapter->pendingSeekDone.isEmpty())
-            adapter->finishSeek();
-        QVERIFY(std::abs(adapter->seeks.last() - 121.0) < 5);
-        QVERIFY(std::abs(service.position() - adapter->seeks.last()) < 0.01);
-
+        QVERIFY(!page.adapter->seeks.isEmpty());
+        while (!page.adapter->pendingSeekDone.isEmpty())
+            page.adapter->finishSeek();
+        QVERIFY(std::abs(page.adapter->seeks.last() - 121.0) < 5);
+        QVERIFY(std::abs(page.service.position() - page.adapter->seeks.last()) < 0.01);
         // A later report moves the bar again: the drag did not cut it loose.
-        clock.advance(5);
-        NowPlayingTrack later = track(false, clock.now());
-        later.elapsed = 30;
-        service.apply(later, clock.now());
+        page.clock.advance(5);
+        page.play(false, 30);
         QCOMPARE(bar->property("value").toDouble(), 30.0);
+
+        // ...and resumes from where it halted.
+        page.play(true);
+        QTest::qWait(200);
+        QVERIFY(angle() > halted && angle() < halted + 45);
     }
 
     void placeholdersSayWhyNoRecordPlays_data()
     {
-        QTest::addColumn<bool>("helperMissing");
+        QTest::addColumn<bool>("helper");
         QTest::addColumn<QString>("name");
-        QTest::newRow("nothing playing") << false << "nowplaying-nothing";
-        QTest::newRow("unavailable") << true << "nowplaying-unavailable";
+        QTest::newRow("nothing playing") << true << "nowplaying-nothing";
+        QTest::newRow("unavailable") << false << "nowplaying-unavailable";
     }
     void placeholdersSayWhyNoRecordPlays()
     {
-        QFETCH(bool, helperMissing);
+        QFETCH(bool, helper);
         QFETCH(QString, name);
-        ManualClock clock;
-        NowPlayingService service(clock, helperMissing ? nullptr : std::make_unique<FakeAdapter>());
-        NowPlayingService::setInstance(&service);
-        service.start();
+        Page page(helper);
         auto view = show(kPage, QSize(530, 120));
-        QVERIFY(view->rootObject());
-        bool found = false;
-        for (QObject *o : view->rootObject()->findChildren<QObject *>())
-            if (o->property("text").toString() == service.placeholderText() && o->property("visible").toBool())
-                found = true;
-        QVERIFY(found);
+        const auto shown = view->rootObject()->findChildren<QObject *>();
+        QVERIFY(std::any_of(shown.begin(), shown.end(), [&](QObject *o) {
+            return o->property("text").toString() == page.service.placeholderText() && o->property("visible").toBool();
+        }));
         save(*view, name);
     }
 
     void wingsBesideTheClosedNotch()
     {
-        ManualClock clock(QDateTime::currentDateTimeUtc());
-        NowPlayingService service(clock, std::make_unique<FakeAdapter>());
-        NowPlayingService::setInstance(&service);
-        service.start();
-        service.apply(track(true, clock.now()), clock.now());
+        Page page;
+        page.play(true);
         auto view = show(kWings, QSize(340, 44));
         save(*view, QStringLiteral("nowplaying-wings"));
 
         // Nothing is drawn once the music pauses. How often the wings draw
         // while it plays is a rate, measured by bench/media_cpu.py.
-        service.apply(track(false, clock.now()), clock.now());
+        page.play(false);
         QTest::qWait(300);
         QSignalSpy frames(view.get(), &QQuickWindow::frameSwapped);
         QTest::qWait(500);
