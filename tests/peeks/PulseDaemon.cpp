@@ -56,7 +56,24 @@ QString PulseDaemon::start()
         return QStringLiteral("cannot make a temporary directory");
     QDir(m_dir.path()).mkpath(QStringLiteral("pulse"));
     QFile::remove(socketPath());
-    return m_kind == Kind::PipeWire ? startPipeWire() : startPulseAudio();
+    QString error = m_kind == Kind::PipeWire ? startPipeWire() : startPulseAudio();
+    if (error.isEmpty())
+        error = waitForServer();
+    for (const QString &line : m_script) {
+        bool ok = false;
+        // PipeWire sets a default sink only once it and WirePlumber have seen
+        // the sink appear: until then the request is refused or forgotten,
+        // so ask again until it is taken.
+        const bool isDefault = line.startsWith(QLatin1String("set-default-sink "));
+        for (QDeadlineTimer taken(10000); error.isEmpty(); QThread::msleep(50)) {
+            pactl(line, &ok);
+            if (ok && (!isDefault || pactl(QStringLiteral("get-default-sink")).trimmed().endsWith(line.section(u' ', 1))))
+                break;
+            if (!isDefault || taken.hasExpired())
+                error = name() + QStringLiteral(" refused: ") + line;
+        }
+    }
+    return error;
 }
 
 QString PulseDaemon::launch(const QString &program, const QStringList &arguments)
@@ -76,22 +93,15 @@ QString PulseDaemon::startPulseAudio()
 {
     if (QStandardPaths::findExecutable(QStringLiteral("pulseaudio")).isEmpty())
         return QStringLiteral("pulseaudio is not installed (Debian package: pulseaudio)");
-    // Anonymous access: the test client has no cookie to show.
-    QByteArray text = "load-module module-native-protocol-unix auth-anonymous=1 socket="
-        + socketPath().toUtf8() + '\n';
-    for (const QString &line : m_script)
-        text += line.toUtf8() + '\n';
-    const QString script = m_dir.filePath(QStringLiteral("test.pa"));
-    if (!writeFile(script, text))
-        return QStringLiteral("cannot write the daemon's script");
     // Root may run a per-user daemon; it only warns. -n skips the system's
-    // default script, so nothing but the test's sinks is loaded.
-    const QString error = launch(QStringLiteral("pulseaudio"),
+    // default script, so nothing but the test's sinks is loaded; anonymous
+    // access, as the test client has no cookie to show.
+    return launch(QStringLiteral("pulseaudio"),
         {QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"), QStringLiteral("--disallow-exit"),
             QStringLiteral("--use-pid-file=no"), QStringLiteral("--system=no"), QStringLiteral("--realtime=no"),
             QStringLiteral("--high-priority=no"), QStringLiteral("--log-level=error"),
-            QStringLiteral("--log-target=stderr"), QStringLiteral("-n"), QStringLiteral("-F"), script});
-    return error.isEmpty() ? waitForServer() : error;
+            QStringLiteral("--log-target=stderr"), QStringLiteral("-n"),
+            QStringLiteral("--load=module-native-protocol-unix auth-anonymous=1 socket=") + socketPath()});
 }
 
 QString PulseDaemon::startPipeWire()
@@ -113,7 +123,6 @@ QString PulseDaemon::startPipeWire()
     m_bus = std::make_unique<PrivateBus>();
     if (QString error = m_bus->start(); !error.isEmpty())
         return error;
-
     // A server that was killed leaves its sockets behind; waiting for the
     // socket file below would then let WirePlumber start against a socket
     // nobody listens on yet, and it gives up for good.
@@ -128,22 +137,6 @@ QString PulseDaemon::startPipeWire()
     for (const char *program : {"wireplumber", "pipewire-pulse"})
         if (error.isEmpty())
             error = launch(QString::fromLatin1(program));
-    if (error.isEmpty())
-        error = waitForServer();
-    for (const QString &line : m_script) {
-        bool ok = false;
-        // The default sink can only be set once pipewire-pulse and
-        // WirePlumber have seen the sink appear: until then the request is
-        // refused or forgotten, so ask again until it is taken.
-        const bool isDefault = line.startsWith(QLatin1String("set-default-sink "));
-        for (QDeadlineTimer taken(10000); error.isEmpty(); QThread::msleep(50)) {
-            pactl(line, &ok);
-            if (ok && (!isDefault || pactl(QStringLiteral("get-default-sink")).trimmed().endsWith(line.section(u' ', 1))))
-                break;
-            if (!isDefault || taken.hasExpired())
-                error = QStringLiteral("pipewire-pulse refused: ") + line;
-        }
-    }
     return error;
 }
 
