@@ -220,19 +220,13 @@ private Q_SLOTS:
     // of a set that is gone.
     void aLateAnswerForAnOldOutputIsDropped()
     {
-        class SlowReader : public AirPodsLevelReader
-        {
-        public:
-            Done pending;
-            void read(const QString &, Done done) override { pending = std::move(done); }
-            void cancel() override { }
-        } reader;
         ManualClock clock;
+        FakeLevelReader reader;
+        reader.holds = true;
         AirPodsBattery battery(clock, reader);
         battery.outputChanged(kAirPods, true);
-        const auto late = reader.pending;
         battery.outputChanged(kSpeakers, true);
-        late(budLevels(50, 60));
+        reader.held(budLevels(50, 60));
         QVERIFY(!battery.hasLevels());
         QCOMPARE(clock.pendingCount(), 0);
     }
