@@ -70,7 +70,7 @@ QString PulseDaemon::start()
             if (ok && (!isDefault || pactl(QStringLiteral("get-default-sink")).trimmed().endsWith(line.section(u' ', 1))))
                 break;
             if (!isDefault || taken.hasExpired())
-                error = name() + QStringLiteral(" refused: ") + line;
+                error = name() + QStringLiteral(" refused: ") + line + exited();
         }
     }
     return error;
@@ -140,13 +140,21 @@ QString PulseDaemon::startPipeWire()
     return error;
 }
 
+QString PulseDaemon::exited() const
+{
+    QString gone;
+    for (const auto &process : m_processes)
+        if (process->state() != QProcess::Running)
+            gone += QStringLiteral(" (%1 has exited)").arg(process->program());
+    return gone;
+}
+
 QString PulseDaemon::waitForServer()
 {
     // Ready once it answers on its socket.
     for (QDeadlineTimer deadline(10000); !deadline.hasExpired(); QThread::msleep(50)) {
-        for (const auto &process : m_processes)
-            if (process->state() != QProcess::Running)
-                return process->program() + QStringLiteral(" exited at start-up");
+        if (const QString gone = exited(); !gone.isEmpty())
+            return QStringLiteral("at start-up") + gone;
         bool ok = false;
         if (QFile::exists(socketPath()) && (pactl(QStringLiteral("info"), &ok), ok))
             return {};

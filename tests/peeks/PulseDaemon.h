@@ -43,6 +43,7 @@ private:
     QString startPipeWire();
     QString launch(const QString &program, const QStringList &arguments = {});
     QString waitForServer();
+    QString exited() const; // " (NAME has exited)" for each process gone
     QString socketPath() const { return m_dir.filePath(QStringLiteral("pulse/native")); }
 
     Kind m_kind;
