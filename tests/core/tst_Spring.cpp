@@ -12,12 +12,10 @@ class tst_Spring : public QObject
 {
     Q_OBJECT
 
-    static double integrate(double response, double damping, double x0, double v0, double until)
+    static double integrate(double response, double damping, double x, double v, double until)
     {
         const double k = std::pow(2 * std::numbers::pi / response, 2);
         const double c = 4 * std::numbers::pi * damping / response;
-        double x = x0;
-        double v = v0;
         const double h = 1e-5;
         auto acc = [&](double xx, double vv) { return -k * xx - c * vv; };
         for (double t = 0; t < until - h / 2; t += h) {

@@ -1,15 +1,11 @@
 #include "FakeVolumeBackend.h"
-#include "core/QmlModule.h"
 #include "peeks/SystemVolume.h"
+#include "peeks/VolumeText.h"
 
-#include <QQmlComponent>
-#include <QQmlEngine>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QTest>
 
 #include <cmath>
-#include <memory>
 
 using Kind = SystemVolume::Output::Kind;
 using Properties = QHash<QString, QString>;
@@ -28,6 +24,15 @@ Sink sinkNamed(const QString &id, const QString &description, double volume = 0.
     sink.volume = volume;
     sink.muted = muted;
     return sink;
+}
+
+// What the service publishes, in one line.
+QString describe(const SystemVolume &volume)
+{
+    return QStringLiteral("%1|%2|%3|%4|%5")
+        .arg(volume.outputName(), volume.outputSymbol())
+        .arg(volume.level())
+        .arg(volume.isMuted() ? "muted" : "on", volume.isAdjustable() ? "adjustable" : "fixed");
 }
 
 // Counts every notification SystemVolume can send.
@@ -52,14 +57,11 @@ class tst_SystemVolume : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
-
     void classifiesOutputs_data()
     {
         QTest::addColumn<Sink>("sink");
         QTest::addColumn<Kind>("kind");
         QTest::addColumn<QString>("symbol");
-
         using Port = VolumeBackend::PortType;
         auto row = [](const char *tag, const QString &id, const QString &name, const Properties &properties,
                        const QString &port, Port portType, Kind kind, const char *symbol) {
@@ -72,9 +74,7 @@ private Q_SLOTS:
         const Properties bluetooth {{"device.bus", "bluetooth"}};
         const Properties internal {{"device.form_factor", "internal"}};
         const Port none = Port::Unknown;
-
-        row("form factor internal", "alsa_output.pci", "Built-in Audio", internal, "", none, Kind::BuiltIn,
-            "volume_up");
+        row("form factor internal", "alsa_output.pci", "Built-in", internal, "", none, Kind::BuiltIn, "volume_up");
         row("speaker port type", "alsa_output.a", "Speakers", {}, "[Out] Speaker", Port::Speaker, Kind::BuiltIn,
             "volume_up");
         row("speaker port name", "alsa_output.b", "Analog", {}, "analog-output-speaker", none, Kind::BuiltIn,
@@ -102,7 +102,6 @@ private Q_SLOTS:
         row("USB DAC", "alsa_output.usb", "FiiO K5", {{"device.bus", "usb"}}, "analog-output", Port::Other, Kind::Other,
             "speaker");
     }
-
     void classifiesOutputs()
     {
         QFETCH(Sink, sink);
@@ -119,58 +118,38 @@ private Q_SLOTS:
         SystemVolume volume(backend);
         Spies spies(volume);
         QVERIFY(!volume.hasOutput());
-
         Sink speakers = sinkNamed("speakers", "Built-in Speakers", 0.5);
         speakers.properties = {{"device.form_factor", "internal"}};
         backend.sink = speakers;
         volume.start();
         volume.start();
         QCOMPARE(backend.starts, 1);
-        QCOMPARE(volume.outputName(), QStringLiteral("Built-in Speakers"));
-        QCOMPARE(volume.outputKind(), Kind::BuiltIn);
-        QCOMPARE(volume.level(), 0.5);
-        QVERIFY(volume.isAdjustable());
+        QCOMPARE(describe(volume), QStringLiteral("Built-in Speakers|volume_up|0.5|on|adjustable"));
         QCOMPARE(spies.counts(), (QList<int> {1, 0, 1, 1}));
 
-        // The server reports the same values again, and then its own rounding.
-        backend.report(speakers);
-        speakers.volume = 0.50003;
-        backend.report(speakers);
-        QCOMPARE(spies.counts(), (QList<int> {1, 0, 1, 1}));
-        QCOMPARE(volume.level(), 0.5);
-        speakers.volume = 0.5002;
-        backend.report(speakers);
-        QCOMPARE(volume.level(), 0.5002);
-        QCOMPARE(spies.counts(), (QList<int> {2, 0, 1, 1}));
-
-        // Amplified past 100 %: the control's scale ends at 1.
-        speakers.volume = 1.53;
-        backend.report(speakers);
-        QCOMPARE(volume.level(), 1.0);
-
+        Sink rounded = speakers, moved = speakers, amplified = speakers;
+        rounded.volume = 0.50003; // the server's own rounding, not a change
+        moved.volume = 0.5002;
+        amplified.volume = 1.53; // past 100 %: the control's scale ends at 1
         Sink airPods = sinkNamed("bluez_sink.1", "AirPods Pro", 0.25, true);
         airPods.properties = {{"device.bus", "bluetooth"}};
-        backend.report(airPods);
-        QCOMPARE(volume.outputKind(), Kind::AirPods);
-        QCOMPARE(volume.outputSymbol(), QStringLiteral("earbuds"));
-        QCOMPARE(volume.level(), 0.25);
-        QVERIFY(volume.isMuted());
-        QCOMPARE(spies.counts(), (QList<int> {4, 1, 1, 2}));
-
-        // A server that went away leaves everything as it was.
-        backend.report(std::nullopt);
-        QCOMPARE(spies.counts(), (QList<int> {4, 1, 1, 2}));
-        QCOMPARE(volume.outputName(), QStringLiteral("AirPods Pro"));
-
-        // No name, and no volume the server lets us set.
-        Sink digital = sinkNamed("alsa_output.iec958", "  ", 0.8);
+        Sink digital = sinkNamed("alsa_output.iec958", "  ", 0.8); // no name, no volume we may set
         digital.hasVolume = false;
-        backend.report(digital);
-        QCOMPARE(volume.outputName(), QStringLiteral("Output"));
-        QCOMPARE(volume.outputKind(), Kind::Other);
-        QVERIFY(!volume.isAdjustable());
-        QCOMPARE(volume.level(), 0.0);
-        QCOMPARE(volume.isMuted(), false);
+        const QList<std::tuple<std::optional<Sink>, const char *, QList<int>>> reports {
+            {speakers, "Built-in Speakers|volume_up|0.5|on|adjustable", {1, 0, 1, 1}},
+            {rounded, "Built-in Speakers|volume_up|0.5|on|adjustable", {1, 0, 1, 1}},
+            {moved, "Built-in Speakers|volume_up|0.5002|on|adjustable", {2, 0, 1, 1}},
+            {amplified, "Built-in Speakers|volume_up|1|on|adjustable", {3, 0, 1, 1}},
+            {airPods, "AirPods Pro|earbuds|0.25|muted|adjustable", {4, 1, 1, 2}},
+            // A server that went away leaves everything as it was.
+            {std::nullopt, "AirPods Pro|earbuds|0.25|muted|adjustable", {4, 1, 1, 2}},
+            {digital, "Output|speaker|0|on|fixed", {5, 2, 2, 3}},
+        };
+        for (const auto &[sink, shown, counts] : reports) {
+            backend.report(sink);
+            QCOMPARE(describe(volume), QString::fromUtf8(shown));
+            QCOMPARE(spies.counts(), counts);
+        }
     }
 
     // The band's texts for the states the app really passes through.
@@ -178,24 +157,33 @@ private Q_SLOTS:
     {
         QTest::addColumn<bool>("connected");
         QTest::addColumn<QList<Sink>>("reports");
-        QTest::addColumn<QStringList>("shown"); // readout, symbol, tooltip
-        Sink speakers = sinkNamed("speakers", "Speakers", 0.504);
-        speakers.portType = VolumeBackend::PortType::Speaker;
-        Sink muted = speakers;
-        muted.muted = true;
+        QTest::addColumn<QStringList>("shown"); // readout, symbol, spoken, tooltip
+        const auto speakers = [](double level, bool muted = false) {
+            Sink sink = sinkNamed("speakers", "Speakers", level, muted);
+            sink.portType = VolumeBackend::PortType::Speaker;
+            return QList<Sink> {sink};
+        };
         Sink display = sinkNamed("hdmi", "LG UltraFine", 1.0);
         display.portType = VolumeBackend::PortType::Hdmi;
         display.hasVolume = false;
         const QString unreachable = SystemVolume::unreachableText();
-        QTest::newRow("no sound server") << false << QList<Sink> {} << QStringList {"–", "volume_mute", unreachable};
-        QTest::newRow("server without an output") << true << QList<Sink> {} << QStringList {"0", "volume_up", "Volume: 0%"};
-        QTest::newRow("speakers") << true << QList<Sink> {speakers} << QStringList {"50", "volume_up", "Speakers: 50%"};
-        QTest::newRow("muted") << true << QList<Sink> {muted} << QStringList {"Muted", "volume_off", "Speakers: muted"};
-        QTest::newRow("fixed display") << true << QList<Sink> {display}
-                                       << QStringList {"0", "tv", "LG UltraFine doesn't have a volume Tarnwick can change"};
+        QTest::newRow("no sound server") << false << QList<Sink> {}
+                                         << QStringList {"–", "volume_mute", unreachable, unreachable};
+        QTest::newRow("server without an output")
+            << true << QList<Sink> {} << QStringList {"0", "volume_up", "0 percent", "Volume: 0%"};
+        QTest::newRow("half, just over")
+            << true << speakers(0.504) << QStringList {"50", "volume_up", "50 percent", "Speakers: 50%"};
+        QTest::newRow("rounds up")
+            << true << speakers(0.505) << QStringList {"51", "volume_up", "51 percent", "Speakers: 51%"};
+        QTest::newRow("full") << true << speakers(1) << QStringList {"100", "volume_up", "100 percent", "Speakers: 100%"};
+        QTest::newRow("muted hides the level")
+            << true << speakers(0.7, true) << QStringList {"Muted", "volume_off", "muted", "Speakers: muted"};
+        QTest::newRow("fixed display")
+            << true << QList<Sink> {display}
+            << QStringList {"0", "tv", "0 percent", "LG UltraFine doesn't have a volume Tarnwick can change"};
         // A server that restarts keeps what was shown rather than flashing.
         QTest::newRow("server gone after an output")
-            << false << QList<Sink> {speakers} << QStringList {"50", "volume_up", "Speakers: 50%"};
+            << false << speakers(0.504) << QStringList {"50", "volume_up", "50 percent", "Speakers: 50%"};
     }
     void theBandSaysWhatItCan()
     {
@@ -211,8 +199,17 @@ private Q_SLOTS:
         backend.connected = connected;
         backend.report(std::nullopt);
         QCOMPARE(volume.isAvailable(), connected || !reports.isEmpty());
-        QCOMPARE((QStringList {volume.readout(), volume.readoutSymbol(), volume.help()}), shown);
+        QCOMPARE((QStringList {volume.readout(), volume.readoutSymbol(), volume.accessibilityValue(), volume.help()}),
+                 shown);
         QCOMPARE(texts.isEmpty(), reports.isEmpty() && connected);
+    }
+
+    void dragMapsTheTrack()
+    {
+        // The track is 86 points wide and starts 1 point in.
+        const QList<QPair<double, double>> drags {{0, 0}, {1, 0}, {44, 0.5}, {87, 1}, {120, 1}};
+        for (const auto &[x, level] : drags)
+            QCOMPARE(VolumeText::levelForDrag(x), level);
     }
 
     void writesClampAndUnmute_data()
@@ -221,21 +218,18 @@ private Q_SLOTS:
         QTest::addColumn<double>("requested");
         QTest::addColumn<double>("written");
         QTest::addColumn<bool>("unmutes");
-
         QTest::newRow("above the top") << false << 1.4 << 1.0 << false;
         QTest::newRow("below zero while muted stays muted") << true << -0.2 << 0.0 << false;
         QTest::newRow("zero while muted stays muted") << true << 0.0 << 0.0 << false;
         QTest::newRow("raising while muted unmutes") << true << 0.3 << 0.3 << true;
         QTest::newRow("not a number") << false << std::nan("") << 0.0 << false;
     }
-
     void writesClampAndUnmute()
     {
         QFETCH(bool, mutedBefore);
         QFETCH(double, requested);
         QFETCH(double, written);
         QFETCH(bool, unmutes);
-
         FakeVolumeBackend backend;
         backend.sink = sinkNamed("speakers", "Speakers", 0.6, mutedBefore);
         SystemVolume volume(backend);
@@ -244,13 +238,11 @@ private Q_SLOTS:
 
         volume.set(requested);
         QCOMPARE(backend.volumeWrites, (QList<QPair<QString, double>> {{"speakers", written}}));
-        QCOMPARE(volume.level(), written);
-        QCOMPARE(spies.level.count(), 1);
         QCOMPARE(backend.muteWrites,
             unmutes ? (QList<QPair<QString, bool>> {{"speakers", false}}) : (QList<QPair<QString, bool>> {}));
+        QCOMPARE(volume.level(), written);
         QCOMPARE(volume.isMuted(), mutedBefore && !unmutes);
-        QCOMPARE(spies.muted.count(), unmutes ? 1 : 0);
-
+        QCOMPARE(spies.counts(), (QList<int> {1, unmutes ? 1 : 0, 0, 0}));
         // The server's echo of our own write changes nothing more.
         backend.report(sinkNamed("speakers", "Speakers", written + 0.00003, mutedBefore && !unmutes));
         QCOMPARE(spies.counts(), (QList<int> {1, unmutes ? 1 : 0, 0, 0}));
@@ -263,39 +255,9 @@ private Q_SLOTS:
         volume.start();
         volume.set(0.7);
         volume.setMuted(true);
-        QVERIFY(backend.volumeWrites.isEmpty());
-        QVERIFY(backend.muteWrites.isEmpty());
+        QVERIFY(backend.volumeWrites.isEmpty() && backend.muteWrites.isEmpty());
         QCOMPARE(volume.level(), 0.7);
         QVERIFY(volume.isMuted());
-    }
-
-    void reachesQmlAsTheOneInstance()
-    {
-        FakeVolumeBackend backend;
-        Sink display = sinkNamed("hdmi", "LG UltraFine", 0.42);
-        display.portType = VolumeBackend::PortType::Hdmi;
-        backend.sink = display;
-        SystemVolume volume(backend);
-        volume.start();
-        SystemVolume::setInstance(&volume);
-
-        QQmlEngine engine;
-        QmlModule::prepare(engine);
-        QQmlComponent component(&engine);
-        component.setData("import QtQml\nimport Tarnwick\nQtObject {\n"
-                          "  property real level: SystemVolume.level\n"
-                          "  property string symbol: SystemVolume.outputSymbol\n"
-                          "  property bool display: SystemVolume.outputKind === SystemVolume.OutputKind.Display\n"
-                          "  function turnUp() { SystemVolume.set(0.9) }\n}",
-            QUrl());
-        std::unique_ptr<QObject> object(component.create());
-        QVERIFY2(object, qPrintable(component.errorString()));
-        QCOMPARE(object->property("level").toDouble(), 0.42);
-        QCOMPARE(object->property("symbol").toString(), QStringLiteral("tv"));
-        QCOMPARE(object->property("display").toBool(), true);
-        QMetaObject::invokeMethod(object.get(), "turnUp");
-        QCOMPARE(object->property("level").toDouble(), 0.9);
-        SystemVolume::setInstance(nullptr);
     }
 };
 

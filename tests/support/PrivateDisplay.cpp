@@ -8,7 +8,10 @@
 
 PrivateDisplay::~PrivateDisplay()
 {
-    stop();
+    if (m_pid > 0) {
+        kill(m_pid, SIGTERM);
+        waitpid(m_pid, nullptr, 0);
+    }
 }
 
 bool PrivateDisplay::start(const QByteArray &screen)
@@ -37,22 +40,11 @@ bool PrivateDisplay::start(const QByteArray &screen)
         line.append(c);
     close(fds[0]);
     bool ok = false;
-    m_display = line.toInt(&ok);
+    line.toInt(&ok);
     if (!ok) {
         std::fprintf(stderr, "FAIL: Xvfb did not start\n");
-        stop();
         return false;
     }
-    setenv("DISPLAY", (":" + QByteArray::number(m_display)).constData(), 1);
+    setenv("DISPLAY", (":" + line).constData(), 1);
     return true;
-}
-
-void PrivateDisplay::stop()
-{
-    if (m_pid > 0) {
-        kill(m_pid, SIGTERM);
-        waitpid(m_pid, nullptr, 0);
-        m_pid = 0;
-    }
-    m_display = -1;
 }

@@ -6,7 +6,7 @@
 // A private X server (Xvfb) for tests that need real windows. It can start
 // before any QGuiApplication exists, which is when DISPLAY must be set. The
 // server picks a free display itself (-displayfd), so parallel tests never
-// collide.
+// collide. Stopped with the object.
 class PrivateDisplay
 {
 public:
@@ -18,10 +18,7 @@ public:
     // Starts the server and points DISPLAY at it; false (with a message on
     // standard error naming the Debian package) when it cannot.
     bool start(const QByteArray &screen = QByteArrayLiteral("1280x800x24"));
-    void stop();
-    int display() const { return m_display; }
 
 private:
     pid_t m_pid = 0;
-    int m_display = -1;
 };
