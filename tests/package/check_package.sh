@@ -8,18 +8,13 @@ set -euo pipefail
 build=$1 source=$2 app_id=$3 version=$4 qml_dir=$5 importscanner=$6
 
 fail() { echo "FAIL: $*" >&2; exit 1; }
-need() { command -v "$1" >/dev/null || fail "$1 is missing: install the Debian package $2"; }
-need cpack cmake
-need dpkg-shlibdeps dpkg-dev
-need file file
-need lintian lintian
-need appstreamcli appstream
-need desktop-file-validate desktop-file-utils
-need python3 python3
+for need in cpack:cmake dpkg-shlibdeps:dpkg-dev file:file lintian:lintian appstreamcli:appstream \
+  desktop-file-validate:desktop-file-utils python3:python3; do
+  command -v "${need%:*}" >/dev/null || fail "${need%:*} is missing: install the Debian package ${need#*:}"
+done
 
 work=$build/package-check
-rm -rf "$work"
-mkdir -p "$work"
+rm -rf "$work" && mkdir -p "$work"
 
 # CPack installs what the build made into its own staging folder; nothing
 # is compiled again.
