@@ -83,13 +83,11 @@ private Q_SLOTS:
 
 int main(int argc, char *argv[])
 {
-    for (const char *tool : {"/usr/bin/Xvfb", "/usr/bin/xdotool"}) {
-        if (access(tool, X_OK) != 0) {
-            std::fprintf(stderr, "FAIL: %s is missing (Debian packages xvfb and xdotool)\n", tool);
-            return 1;
-        }
+    if (access("/usr/bin/xdotool", X_OK) != 0) {
+        std::fprintf(stderr, "FAIL: /usr/bin/xdotool is missing (Debian package xdotool)\n");
+        return 1;
     }
-    PrivateDisplay display;
+    PrivateDisplay display; // says so when Xvfb is missing
     if (!display.start())
         return 1;
     qputenv("QT_QPA_PLATFORM", "xcb");

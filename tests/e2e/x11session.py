@@ -8,23 +8,16 @@ import tempfile
 import time
 import traceback
 
-REQUIRED = {
-    "Xvfb": "xvfb", "openbox": "openbox", "xcompmgr": "xcompmgr", "hsetroot": "hsetroot",
-    "xdotool": "xdotool", "import": "imagemagick", "convert": "imagemagick", "xwininfo": "x11-utils",
-    "xev": "x11-utils", "xrandr": "x11-xserver-utils", "xdpyinfo": "x11-utils", "xprop": "x11-utils",
-    "xfwm4": "xfwm4",
-}
-
-
-def require_tools():
-    missing = sorted({pkg for tool, pkg in REQUIRED.items() if shutil.which(tool) is None})
-    if missing:
-        raise SystemExit("missing tools; install the Debian packages: " + " ".join(missing))
+REQUIRED = {"Xvfb": "xvfb", "openbox": "openbox", "xcompmgr": "xcompmgr", "hsetroot": "hsetroot", "xdotool": "xdotool",
+            "import": "imagemagick", "convert": "imagemagick", "xwininfo": "x11-utils", "xev": "x11-utils",
+            "xrandr": "x11-xserver-utils", "xdpyinfo": "x11-utils", "xprop": "x11-utils", "xfwm4": "xfwm4"}
 
 
 class X11Session:
     def __init__(self, width=1512, height=982, wm="openbox"):
-        require_tools()
+        missing = sorted({pkg for tool, pkg in REQUIRED.items() if shutil.which(tool) is None})
+        if missing:
+            raise SystemExit("missing tools; install the Debian packages: " + " ".join(missing))
         self.width, self.height, self.wm = width, height, wm
         self.tmp = tempfile.mkdtemp(prefix="tarnwick-e2e-")
         self.procs = []
@@ -133,21 +126,18 @@ def run_scenarios(scenarios):
     sets up what else it needs and checks. Prints one line per scenario and
     what Tarnwick logged for a failing one; returns the exit status.
     TARNWICK_E2E_ONLY=word runs only the scenarios whose name holds it."""
-    only = os.environ.get("TARNWICK_E2E_ONLY", "")
-    passed = failed = 0
+    failed = []
     for name, desktop, test in scenarios:
-        if only not in name:
+        if os.environ.get("TARNWICK_E2E_ONLY", "") not in name:
             continue
-        started = time.monotonic()
-        options = dict(desktop)
+        started, options = time.monotonic(), dict(desktop)
         wallpaper = options.pop("wallpaper", True)
         session = X11Session(**options)
         try:
             test(session.start(wallpaper=wallpaper))
-            passed += 1
             print(f"PASS   {name} ({time.monotonic() - started:.1f} s)", flush=True)
         except Exception:
-            failed += 1
+            failed.append(name)
             print(f"FAIL!  {name}")
             traceback.print_exc()
             log = os.path.join(session.tmp, "tarnwick.log")
@@ -155,5 +145,5 @@ def run_scenarios(scenarios):
                 print("tarnwick said:\n" + open(log).read(), flush=True)
         finally:
             session.stop()
-    print(f"{passed} passed, {failed} failed")
+    print(f"{len(failed)} failed: {failed}" if failed else "all passed")
     return 1 if failed else 0
