@@ -14,6 +14,17 @@
 
 namespace {
 
+void stopProcess(QProcess &process)
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.terminate();
+    if (!process.waitForFinished(3000)) {
+        process.kill();
+        process.waitForFinished(3000);
+    }
+}
+
 QJsonArray dump()
 {
     QProcess process;
@@ -49,10 +60,7 @@ PipeWireCameras::~PipeWireCameras()
     m_linking = false;
     if (m_linker.joinable())
         m_linker.join();
-    m_pipewire.terminate();
-    if (!m_pipewire.waitForFinished(3000))
-        m_pipewire.kill();
-    m_pipewire.waitForFinished(3000);
+    stopProcess(m_pipewire);
 }
 
 QString PipeWireCameras::start()
@@ -122,13 +130,21 @@ QString PipeWireCameras::addCamera(const QString &name)
         return QStringLiteral("pw-cli could not make camera %1: %2").arg(name, QString::fromUtf8(create.readAllStandardError()));
     QElapsedTimer waited;
     waited.start();
-    while (sourceNodes(dump(), name).isEmpty()) {
+    QList<int> nodes;
+    while ((nodes = sourceNodes(dump(), name)).isEmpty()) {
         if (waited.elapsed() > 10000)
             return QStringLiteral("camera %1 did not appear (see %2/pipewire.log); is libspa-0.2-modules installed?")
                 .arg(name, m_dir.path());
         QThread::msleep(50);
     }
+    m_cameras.insert(name, nodes.first());
     return {};
+}
+
+void PipeWireCameras::removeCamera(const QString &name)
+{
+    if (m_cameras.contains(name))
+        QProcess::execute(QStringLiteral("pw-cli"), {QStringLiteral("destroy"), QString::number(m_cameras.take(name))});
 }
 
 int PipeWireCameras::readers() const

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <QMap>
 #include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
 #include <atomic>
 #include <mutex>
 #include <thread>
+#include <memory>
 
 // Webcams for a machine that has none: a PipeWire server of the test's own
 // with test picture source nodes in it, as PipeWire makes for USB cameras.
@@ -27,6 +29,7 @@ public:
     // A camera called `name` (one word) showing a test picture, in any size
     // and frame rate a reader asks for.
     QString addCamera(const QString &name);
+    void removeCamera(const QString &name);
 
     // Links from our cameras to anyone reading them: 0 once every reader let go.
     int readers() const;
@@ -46,4 +49,5 @@ private:
     std::atomic<bool> m_linking{false};
     std::atomic<bool> m_linkingPaused{false};
     std::mutex m_pass;
+    QMap<QString, int> m_cameras; // name -> node id
 };
