@@ -12,21 +12,15 @@ public:
     QList<CameraDevice> cameras;
     QList<std::pair<QString, Started>> starts; // requested id, completion
     QString current;
-    int stops = 0;
     QByteArray photo;
+    std::function<void(const FrameCheck &)> onCheck;
+    QVideoSink *preview = nullptr;
 
     QList<CameraDevice> availableCameras() const override { return cameras; }
     void start(const QString &cameraId, Started done) override { starts.append({cameraId, std::move(done)}); }
-    void stop() override
-    {
-        ++stops;
-        current.clear();
-    }
+    void stop() override { current.clear(); }
     QString currentCameraId() const override { return current; }
-    void capturePhoto(PhotoTaken done) override
-    {
-        QTimer::singleShot(0, [done, data = photo] { done(data); });
-    }
+    void capturePhoto(PhotoTaken done) override { QTimer::singleShot(0, [done, data = photo] { done(data); }); }
     void setOnCheck(std::function<void(const FrameCheck &)> handler) override { onCheck = std::move(handler); }
     void setPreviewSink(QVideoSink *sink) override { preview = sink; }
 
@@ -37,14 +31,9 @@ public:
         const auto [id, done] = starts.takeLast();
         if (cameras.isEmpty())
             return done(StartResult::NoCamera, QString());
-        CameraDevice device = cameras.first();
-        for (const CameraDevice &c : std::as_const(cameras))
-            if (c.id == id)
-                device = c;
+        const auto it = std::find_if(cameras.cbegin(), cameras.cend(), [&](const CameraDevice &c) { return c.id == id; });
+        const CameraDevice &device = it == cameras.cend() ? cameras.first() : *it;
         current = device.id;
         done(StartResult::Running, device.name);
     }
-
-    std::function<void(const FrameCheck &)> onCheck;
-    QVideoSink *preview = nullptr;
 };

@@ -5,6 +5,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QMap>
 #include <QStandardPaths>
 #include <QSet>
 #include <QThread>
@@ -28,25 +29,27 @@ QJsonArray dump()
 {
     QProcess process;
     process.start(QStringLiteral("pw-dump"), {QStringLiteral("--no-colors")});
-    if (!process.waitForFinished(5000))
-        return {};
+    process.waitForFinished(5000);
     return QJsonDocument::fromJson(process.readAllStandardOutput()).array();
 }
+
+QString text(const QJsonObject &object, const char *key)
+{
+    const QJsonValue v = object.value(QLatin1String(key));
+    return v.isString() ? v.toString() : v.isDouble() ? QString::number(v.toInteger()) : QString();
+}
+QJsonObject info(const QJsonValue &object) { return object[QStringLiteral("info")].toObject(); }
+QJsonObject props(const QJsonValue &object) { return info(object)[QStringLiteral("props")].toObject(); }
+QString type(const QJsonValue &object) { return object[QStringLiteral("type")].toString(); }
 
 // The ids of the video source nodes named `name` (all of them when empty).
 QList<int> sourceNodes(const QJsonArray &objects, const QString &name = {})
 {
     QList<int> ids;
-    for (const QJsonValue &value : objects) {
-        const QJsonObject object = value.toObject();
-        if (object.value(QStringLiteral("type")).toString() != QLatin1String("PipeWire:Interface:Node"))
-            continue;
-        const QJsonObject props = object.value(QStringLiteral("info")).toObject().value(QStringLiteral("props")).toObject();
-        if (props.value(QStringLiteral("media.class")).toString() != QLatin1String("Video/Source"))
-            continue;
-        if (name.isEmpty() || props.value(QStringLiteral("node.description")).toString() == name)
-            ids.append(object.value(QStringLiteral("id")).toInt());
-    }
+    for (const QJsonValue &object : objects)
+        if (type(object) == QLatin1String("PipeWire:Interface:Node") && text(props(object), "media.class") == QLatin1String("Video/Source")
+            && (name.isEmpty() || text(props(object), "node.description") == name))
+            ids.append(object[QStringLiteral("id")].toInt());
     return ids;
 }
 
@@ -176,14 +179,9 @@ int PipeWireCameras::readers() const
     const QJsonArray objects = dump();
     const QList<int> sources = sourceNodes(objects);
     int links = 0;
-    for (const QJsonValue &value : objects) {
-        const QJsonObject object = value.toObject();
-        if (object.value(QStringLiteral("type")).toString() != QLatin1String("PipeWire:Interface:Link"))
-            continue;
-        const int output = object.value(QStringLiteral("info")).toObject().value(QStringLiteral("output-node-id")).toInt();
-        if (sources.contains(output))
-            ++links;
-    }
+    for (const QJsonValue &object : objects)
+        links += type(object) == QLatin1String("PipeWire:Interface:Link")
+            && sources.contains(info(object)[QStringLiteral("output-node-id")].toInt());
     return links;
 }
 
@@ -196,48 +194,31 @@ void PipeWireCameras::setLinking(bool on)
 void PipeWireCameras::linkReaders()
 {
     const QJsonArray objects = dump();
-    // Which camera each reader asked for, by id, serial or name.
-    QMap<QString, int> cameras;
-    QMap<int, int> readerTargets; // reader node -> camera node
-    QMap<int, QList<int>> outputs;
-    QMap<int, QList<int>> inputs;
+    QMap<QString, int> cameras; // by id, serial or name
+    QMap<int, QList<int>> outputs, inputs; // node -> ports
     QSet<int> linkedInputs;
-    QList<std::pair<int, QString>> readers;
-    for (const QJsonValue &value : objects) {
-        const QJsonObject object = value.toObject();
-        const QString type = object.value(QStringLiteral("type")).toString();
-        const QJsonObject info = object.value(QStringLiteral("info")).toObject();
-        const QJsonObject props = info.value(QStringLiteral("props")).toObject();
-        const int id = object.value(QStringLiteral("id")).toInt();
-        auto prop = [&](const char *key) {
-            const QJsonValue v = props.value(QLatin1String(key));
-            return v.isString() ? v.toString() : v.isDouble() ? QString::number(v.toInteger()) : QString();
-        };
-        if (type == QLatin1String("PipeWire:Interface:Node")) {
-            const QString mediaClass = prop("media.class");
-            if (mediaClass == QLatin1String("Video/Source")) {
-                cameras.insert(QString::number(id), id);
-                cameras.insert(prop("object.serial"), id);
-                cameras.insert(prop("node.name"), id);
-            } else if (mediaClass == QLatin1String("Stream/Input/Video")) {
-                QString target = prop("target.object");
-                if (target.isEmpty())
-                    target = prop("node.target");
-                readers.append({id, target});
+    QList<std::pair<int, QString>> readers; // node, the camera it asked for
+    for (const QJsonValue &object : objects) {
+        const QJsonObject p = props(object);
+        const int id = object[QStringLiteral("id")].toInt();
+        if (type(object) == QLatin1String("PipeWire:Interface:Node")) {
+            if (text(p, "media.class") == QLatin1String("Video/Source")) {
+                for (const QString &key : {QString::number(id), text(p, "object.serial"), text(p, "node.name")})
+                    cameras.insert(key, id);
+            } else if (text(p, "media.class") == QLatin1String("Stream/Input/Video")) {
+                const QString target = text(p, "target.object");
+                readers.append({id, target.isEmpty() ? text(p, "node.target") : target});
             }
-        } else if (type == QLatin1String("PipeWire:Interface:Port")) {
-            const int node = prop("node.id").toInt();
-            (info.value(QStringLiteral("direction")).toString() == QLatin1String("output") ? outputs : inputs)[node].append(id);
-        } else if (type == QLatin1String("PipeWire:Interface:Link")) {
-            linkedInputs.insert(info.value(QStringLiteral("input-port-id")).toInt());
+        } else if (type(object) == QLatin1String("PipeWire:Interface:Port")) {
+            (info(object)[QStringLiteral("direction")].toString() == QLatin1String("output") ? outputs : inputs)[text(p, "node.id").toInt()].append(id);
+        } else if (type(object) == QLatin1String("PipeWire:Interface:Link")) {
+            linkedInputs.insert(info(object)[QStringLiteral("input-port-id")].toInt());
         }
     }
     for (const auto &[reader, target] : std::as_const(readers)) {
-        const int camera = cameras.value(target, -1);
-        const QList<int> out = outputs.value(camera);
+        const QList<int> out = outputs.value(cameras.value(target, -1));
         const QList<int> in = inputs.value(reader);
-        if (camera < 0 || out.isEmpty() || in.isEmpty() || linkedInputs.contains(in.first()))
-            continue;
-        QProcess::execute(QStringLiteral("pw-link"), {QString::number(out.first()), QString::number(in.first())});
+        if (!out.isEmpty() && !in.isEmpty() && !linkedInputs.contains(in.first()))
+            QProcess::execute(QStringLiteral("pw-link"), {QString::number(out.first()), QString::number(in.first())});
     }
 }

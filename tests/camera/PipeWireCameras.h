@@ -11,12 +11,11 @@
 
 // Webcams for a machine that has none: a PipeWire server of the test's own
 // with test picture source nodes in it, as PipeWire makes for USB cameras.
-// The capture layer finds them through GStreamer's device monitor. The fixture is its own
-// session manager: it links each reader to the camera it asked for (the
-// desktop's session manager does that on a real machine; WirePlumber 0.4
-// refuses to link to a node that no device monitor made). Everything lives
-// in a private runtime folder; XDG_RUNTIME_DIR is pointed at it, so start()
-// must run before the capture layer first looks.
+// The capture layer finds them through GStreamer's device monitor. The
+// fixture links each reader to the camera it asked for, as the desktop's
+// session manager would (WirePlumber 0.4 refuses to link to a node that no
+// device monitor made). XDG_RUNTIME_DIR is pointed at a private folder, so
+// start() must run before the capture layer first looks.
 class PipeWireCameras
 {
 public:
@@ -38,11 +37,9 @@ public:
     // Links from our cameras to anyone reading them: 0 once every reader let go.
     int readers() const;
     // While off, readers wait unlinked, as with a session manager that
-    // never gets round to them.
-    // Pausing waits for a pass already under way, which could otherwise
-    // still link a reader that arrives after the call.
+    // never gets round to them. Pausing waits for a pass already under way,
+    // which could otherwise still link a reader that arrives after the call.
     void setLinking(bool on);
-    QString folder() const { return m_dir.path(); }
 
 private:
     static void linkReaders();

@@ -8,6 +8,7 @@
 #include <QMouseEvent>
 #include <QProcess>
 #include <QRasterWindow>
+#include <QScopeGuard>
 #include <QQuickView>
 #include <QTest>
 #include <QtQml/qqmlextensionplugin.h>
@@ -19,7 +20,7 @@ Q_IMPORT_QML_PLUGIN(TarnwickPlugin)
 
 namespace {
 
-// A plain window under the light that counts the clicks it gets.
+// A plain window under the light that records where it was clicked.
 class ClickTarget final : public QRasterWindow
 {
 public:
@@ -41,32 +42,28 @@ class tst_EdgeLightE2E : public QObject
 private Q_SLOTS:
     void clicksPassThroughAndQuickFlickersStayLit()
     {
+        const QRect screen = QGuiApplication::primaryScreen()->geometry();
         ClickTarget below;
-        below.setGeometry(QGuiApplication::primaryScreen()->geometry());
+        below.setGeometry(screen);
         below.show();
         QVERIFY(QTest::qWaitForWindowExposed(&below));
-
         ManualClock clock;
         QtScreenSource screens;
         EdgeLight light(screens, clock);
         EdgeLight::setInstance(&light);
+        const auto unset = qScopeGuard([] { EdgeLight::setInstance(nullptr); });
         light.setOn(true);
-        QVERIFY(light.isOn());
         QQuickView *window = light.window();
-        QVERIFY(window);
-        QVERIFY(QTest::qWaitForWindowExposed(window));
-        QCOMPARE(window->geometry(), QGuiApplication::primaryScreen()->geometry());
-        QVERIFY(window->flags().testFlag(Qt::WindowTransparentForInput));
+        QVERIFY(window && QTest::qWaitForWindowExposed(window));
+        QCOMPARE(window->geometry(), screen);
 
         // On the tube itself and in the middle of the screen.
         for (const QPoint &p : {QPoint(30, 400), QPoint(640, 400)}) {
-            const qsizetype before = below.clicks.size();
-            QProcess::execute(QStringLiteral("/usr/bin/xdotool"),
-                              {QStringLiteral("mousemove"), QString::number(p.x()), QString::number(p.y()),
-                               QStringLiteral("click"), QStringLiteral("1")});
-            QTRY_COMPARE(below.clicks.size(), before + 1);
-            QCOMPARE(below.clicks.last(), p);
+            QProcess::execute(QStringLiteral("/usr/bin/xdotool"), {QStringLiteral("mousemove"), QString::number(p.x()),
+                                                                  QString::number(p.y()), QStringLiteral("click"), QStringLiteral("1")});
+            QTRY_COMPARE(below.clicks.value(below.clicks.size() - 1), p);
         }
+        QCOMPARE(below.clicks.size(), 2);
 
         // Off and on again within the fade: the window never goes.
         light.setOn(false);
@@ -81,29 +78,22 @@ private Q_SLOTS:
         light.setOn(true);
         QCOMPARE(light.window(), window);
         QTRY_VERIFY(window->isVisible());
-        EdgeLight::setInstance(nullptr);
     }
 };
 
 int main(int argc, char *argv[])
 {
-    for (const char *tool : {"/usr/bin/Xvfb", "/usr/bin/xdotool"}) {
-        if (access(tool, X_OK) != 0) {
-            std::fprintf(stderr, "FAIL: %s is missing (Debian packages xvfb and xdotool)\n", tool);
-            return 1;
-        }
+    if (access("/usr/bin/xdotool", X_OK) != 0) {
+        std::fprintf(stderr, "FAIL: /usr/bin/xdotool is missing (Debian package xdotool)\n");
+        return 1;
     }
-    PrivateDisplay display;
+    PrivateDisplay display; // says so when Xvfb is missing
     if (!display.start())
         return 1;
     qputenv("QT_QPA_PLATFORM", "xcb");
-    int result = 1;
-    {
-        QApplication app(argc, argv);
-        tst_EdgeLightE2E test;
-        result = QTest::qExec(&test, argc, argv);
-    }
-    return result;
+    QApplication app(argc, argv);
+    tst_EdgeLightE2E test;
+    return QTest::qExec(&test, argc, argv);
 }
 
 #include "tst_EdgeLightE2E.moc"

@@ -6,7 +6,6 @@
 #include <QApplication>
 #include <QDrag>
 #include <QMimeData>
-#include <QMouseEvent>
 #include <QUrl>
 #include <QWidget>
 
@@ -15,32 +14,22 @@
 class DragSource : public QWidget
 {
 public:
-    DragSource(QList<QUrl> files, QString text)
-        : m_files(std::move(files))
-        , m_text(std::move(text))
-    {
-        setWindowTitle(QStringLiteral("drag-source"));
-        setStyleSheet(QStringLiteral("background: #2a6f4e"));
-    }
+    QList<QUrl> files;
+    QString text;
 
 protected:
     void mousePressEvent(QMouseEvent *) override
     {
         auto *mime = new QMimeData;
-        if (m_text.isEmpty())
-            mime->setUrls(m_files);
+        if (text.isEmpty())
+            mime->setUrls(files);
         else
-            mime->setText(m_text);
+            mime->setText(text);
         auto *drag = new QDrag(this);
         drag->setMimeData(mime);
-        const Qt::DropAction done = drag->exec(Qt::CopyAction);
-        std::printf("%s\n", done == Qt::CopyAction ? "copied" : "ignored");
+        std::printf("%s\n", drag->exec(Qt::CopyAction) == Qt::CopyAction ? "copied" : "ignored");
         std::fflush(stdout);
     }
-
-private:
-    QList<QUrl> m_files;
-    QString m_text;
 };
 
 int main(int argc, char **argv)
@@ -49,15 +38,15 @@ int main(int argc, char **argv)
     const QStringList args = app.arguments();
     if (args.size() < 4)
         return 2;
-    QList<QUrl> files;
-    QString text;
-    for (qsizetype i = 3; i < args.size(); ++i) {
-        if (args.at(i).startsWith(QLatin1String("text:")))
-            text = args.at(i).mid(5);
+    DragSource window;
+    for (const QString &arg : args.mid(3)) {
+        if (arg.startsWith(QLatin1String("text:")))
+            window.text = arg.mid(5);
         else
-            files.append(QUrl::fromLocalFile(args.at(i)));
+            window.files.append(QUrl::fromLocalFile(arg));
     }
-    DragSource window(files, text);
+    window.setWindowTitle(QStringLiteral("drag-source"));
+    window.setStyleSheet(QStringLiteral("background: #2a6f4e"));
     window.setGeometry(args.at(1).toInt(), args.at(2).toInt(), 160, 120);
     window.show();
     return app.exec();

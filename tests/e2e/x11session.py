@@ -8,23 +8,16 @@ import tempfile
 import time
 import traceback
 
-REQUIRED = {
-    "Xvfb": "xvfb", "openbox": "openbox", "xcompmgr": "xcompmgr", "hsetroot": "hsetroot",
-    "xdotool": "xdotool", "import": "imagemagick", "convert": "imagemagick", "xwininfo": "x11-utils",
-    "xev": "x11-utils", "xrandr": "x11-xserver-utils", "xdpyinfo": "x11-utils", "xprop": "x11-utils",
-    "xfwm4": "xfwm4",
-}
-
-
-def require_tools():
-    missing = sorted({pkg for tool, pkg in REQUIRED.items() if shutil.which(tool) is None})
-    if missing:
-        raise SystemExit("missing tools; install the Debian packages: " + " ".join(missing))
+REQUIRED = {"Xvfb": "xvfb", "openbox": "openbox", "xcompmgr": "xcompmgr", "hsetroot": "hsetroot", "xdotool": "xdotool",
+            "import": "imagemagick", "convert": "imagemagick", "xwininfo": "x11-utils", "xev": "x11-utils",
+            "xrandr": "x11-xserver-utils", "xdpyinfo": "x11-utils", "xprop": "x11-utils", "xfwm4": "xfwm4"}
 
 
 class X11Session:
     def __init__(self, width=1512, height=982, wm="openbox"):
-        require_tools()
+        missing = sorted({pkg for tool, pkg in REQUIRED.items() if shutil.which(tool) is None})
+        if missing:
+            raise SystemExit("missing tools; install the Debian packages: " + " ".join(missing))
         self.width, self.height, self.wm = width, height, wm
         self.tmp = tempfile.mkdtemp(prefix="tarnwick-e2e-")
         self.procs = []
@@ -32,26 +25,22 @@ class X11Session:
         while os.path.exists(f"/tmp/.X11-unix/X{number}"):
             number += 1
         self.display = f":{number}"
-        self.env = dict(os.environ, DISPLAY=self.display, HOME=os.path.join(self.tmp, "home"),
-                        XDG_CONFIG_HOME=os.path.join(self.tmp, "home/.config"),
-                        XDG_DATA_HOME=os.path.join(self.tmp, "home/.local/share"),
-                        XDG_CACHE_HOME=os.path.join(self.tmp, "home/.cache"),
+        home = os.path.join(self.tmp, "home")
+        self.env = dict(os.environ, DISPLAY=self.display, HOME=home, XDG_CONFIG_HOME=home + "/.config",
+                        XDG_DATA_HOME=home + "/.local/share", XDG_CACHE_HOME=home + "/.cache",
                         XDG_RUNTIME_DIR=os.path.join(self.tmp, "run"))
-        self.env.pop("WAYLAND_DISPLAY", None)
         # Never the developer's own session bus: a quick add typed by a test
         # would land in their real calendar. start_buses() gives a private one.
-        self.env.pop("DBUS_SESSION_BUS_ADDRESS", None)
-        self.env.pop("QT_QPA_PLATFORM", None)
-        os.makedirs(self.env["HOME"])
+        for name in ("WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "QT_QPA_PLATFORM"):
+            self.env.pop(name, None)
+        os.makedirs(home)
         os.makedirs(self.env["XDG_RUNTIME_DIR"], mode=0o700)
 
     def start(self, wallpaper=True):
         self.spawn(["Xvfb", self.display, "-screen", "0", f"{self.width}x{self.height}x24", "-nolisten", "tcp"])
         self.wait_for(lambda: self.run(["xdpyinfo"], check=False).returncode == 0, 10, "Xvfb did not start")
         self.spawn(["xcompmgr"])
-        # xfwm4 re-reads a window's type when it changes, as mutter and kwin
-        # do; openbox reads it once. Its own compositor stays off: xcompmgr
-        # draws for both.
+        # xfwm4's own compositor stays off: xcompmgr draws for both.
         self.spawn(["xfwm4", "--compositor=off"] if self.wm == "xfwm4" else ["openbox"])
         time.sleep(0.4)
         if wallpaper:
@@ -63,16 +52,13 @@ class X11Session:
     def start_buses(self):
         """Private session and system buses, so a test can play the desktop's
         services (python3-dbusmock) without touching the machine's own."""
-        for kind in ("session", "system"):
-            config = "--session" if kind == "session" else "--system"
-            conf_args = [config] if kind == "session" else [
-                "--config-file=/usr/share/dbus-1/session.conf"]
-            p = self.spawn(["dbus-daemon", "--nofork", "--print-address", *conf_args],
+        for kind in ("SESSION", "SYSTEM"):
+            p = self.spawn(["dbus-daemon", "--nofork", "--print-address", "--config-file=/usr/share/dbus-1/session.conf"],
                            stdout=subprocess.PIPE)
             address = p.stdout.readline().decode().strip()
             if not address:
                 raise AssertionError("dbus-daemon did not start (Debian package: dbus-daemon)")
-            self.env["DBUS_SESSION_BUS_ADDRESS" if kind == "session" else "DBUS_SYSTEM_BUS_ADDRESS"] = address
+            self.env[f"DBUS_{kind}_BUS_ADDRESS"] = address
         return self
 
     def mock(self, *arguments, system=False):
@@ -81,7 +67,6 @@ class X11Session:
         time.sleep(0.8)
         if p.poll() is not None:
             raise AssertionError("python3 -m dbusmock failed (Debian package: python3-dbusmock)")
-        return p
 
     def spawn(self, argv, **kw):
         p = subprocess.Popen(argv, env=self.env, stdout=kw.pop("stdout", subprocess.DEVNULL),
@@ -111,18 +96,15 @@ class X11Session:
             time.sleep(interval)
         raise AssertionError(message)
 
-    # --- looking and pointing -------------------------------------------
     def pixel(self, x, y):
         # Eight bits a channel: ImageMagick otherwise prints sixteen.
         out = self.run(["import", "-window", "root", "-crop", f"1x1+{x}+{y}", "-depth", "8", "txt:-"]).stdout
-        last = out.strip().splitlines()[-1]
-        return last.split("#")[1][:6].lower()
+        return out.strip().splitlines()[-1].split("#")[1][:6].lower()
 
     def screenshot(self, path, crop=None):
         full = os.path.join(self.tmp, "full.png")
         self.run(["import", "-window", "root", full])
-        args = ["convert", full] + (["-crop", crop, "+repage"] if crop else []) + [path]
-        self.run(args)
+        self.run(["convert", full] + (["-crop", crop, "+repage"] if crop else []) + [path])
 
     def move(self, x, y):
         self.run(["xdotool", "mousemove", str(x), str(y)])
@@ -130,20 +112,12 @@ class X11Session:
     def xdotool(self, *args):
         return self.run(["xdotool", *map(str, args)], check=False)
 
-    def window_props(self, name, *props):
-        return self.run(["xprop", "-name", name, *props], check=False).stdout
-
     def window_geometry(self, name):
+        """(x, y, width, height) of the named window, or None."""
         out = self.run(["xwininfo", "-name", name], check=False).stdout
-        values = {}
-        for line in out.splitlines():
-            line = line.strip()
-            for key in ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height"):
-                if line.startswith(key + ":"):
-                    values[key] = int(line.split(":")[1])
-        if len(values) < 4:
-            return None
-        return (values["Absolute upper-left X"], values["Absolute upper-left Y"], values["Width"], values["Height"])
+        keys = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
+        values = dict(line.strip().split(":", 1) for line in out.splitlines() if line.strip().startswith(keys))
+        return tuple(int(values[k]) for k in keys) if len(values) == 4 else None
 
 
 def run_scenarios(scenarios):
@@ -152,21 +126,18 @@ def run_scenarios(scenarios):
     sets up what else it needs and checks. Prints one line per scenario and
     what Tarnwick logged for a failing one; returns the exit status.
     TARNWICK_E2E_ONLY=word runs only the scenarios whose name holds it."""
-    only = os.environ.get("TARNWICK_E2E_ONLY", "")
-    passed = failed = 0
+    failed = []
     for name, desktop, test in scenarios:
-        if only not in name:
+        if os.environ.get("TARNWICK_E2E_ONLY", "") not in name:
             continue
-        started = time.monotonic()
-        options = dict(desktop)
+        started, options = time.monotonic(), dict(desktop)
         wallpaper = options.pop("wallpaper", True)
         session = X11Session(**options)
         try:
             test(session.start(wallpaper=wallpaper))
-            passed += 1
             print(f"PASS   {name} ({time.monotonic() - started:.1f} s)", flush=True)
         except Exception:
-            failed += 1
+            failed.append(name)
             print(f"FAIL!  {name}")
             traceback.print_exc()
             log = os.path.join(session.tmp, "tarnwick.log")
@@ -174,5 +145,5 @@ def run_scenarios(scenarios):
                 print("tarnwick said:\n" + open(log).read(), flush=True)
         finally:
             session.stop()
-    print(f"{passed} passed, {failed} failed")
+    print(f"{len(failed)} failed: {failed}" if failed else "all passed")
     return 1 if failed else 0

@@ -7,8 +7,11 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <functional>
+#include <map>
 #include <memory>
-#include <vector>
+
+using D = NotchViewModel::Drawer;
 
 // A 1920×1080 screen with a 28-point top panel. In Qt's coordinates the
 // closed notch spans x 865…1055 (857…1063 with slop) and y 0…28; the open
@@ -17,83 +20,157 @@ class tst_NotchViewModel : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<UserDefaults> m_defaults;
-    std::unique_ptr<NookSettings> m_settings;
-    std::unique_ptr<ManualClock> m_clock;
-    std::unique_ptr<NotchViewModel> m_model;
+    struct Fixture
+    {
+        QTemporaryDir dir;
+        UserDefaults defaults{dir.filePath(QStringLiteral("Tarnwick.conf"))};
+        NookSettings settings{defaults};
+        ManualClock clock;
+        NotchViewModel model{geometry(), settings, clock};
+        QStringList log; // what the model asked of its owner, and wing changes
+    };
+    std::unique_ptr<Fixture> f;
 
     static NotchGeometry geometry(double width = 1920)
     {
         return NotchGeometry(QSizeF(190, 28), false, ScreenSpace::fromQt(QRectF(0, 0, width, 1080)));
     }
     // Pointer positions are given in Qt's coordinates, as the panel sees them.
-    void move(double x, double y) { m_model->pointerMoved(ScreenSpace::fromQt(QPointF(x, y))); }
-    void moveInsideNotch() { move(960, 10); }
-    void moveAway() { move(960, 600); }
+    void move(double x, double y, double wait = 0)
+    {
+        f->model.pointerMoved(ScreenSpace::fromQt(QPointF(x, y)));
+        f->clock.advance(wait);
+    }
     void open()
     {
-        m_model->expand();
+        f->model.expand();
         move(960, 60);
     }
-    NotchViewModel &model() { return *m_model; }
+    NotchViewModel &model() { return f->model; }
+
+    // Steps: "x,y,seconds" moves the pointer (Qt coordinates) and lets time
+    // pass, "+seconds" lets time pass, the rest are named below.
+    void run(const QString &script)
+    {
+        AirPodsLevels levels;
+        levels.left = 80;
+        const std::map<QString, std::function<void()>> actions{
+            {"open", [&] { open(); }}, {"expand", [&] { model().expand(); }}, {"collapse", [&] { model().collapse(); }},
+            {"peek", [&] { model().showPeek({levels}, 4); }},
+            {"play", [&] { model().playbackChanged(true); }}, {"pause", [&] { model().playbackChanged(false); }},
+            {"stop", [&] { model().playbackChanged(std::nullopt); }},
+            {"type", [&] { model().beginTyping(); }}, {"typed", [&] { model().endTyping(); }},
+            {"enter", [&] { model().enterKey(); }},
+            {"release", [&] { model().releaseHold(ScreenSpace::fromQt(QPointF(960, 600))); }},
+            {"drop", [&] { model().setDropTargeted(true); }}, {"undrop", [&] { model().setDropTargeted(false); }},
+            {"narrow", [&] { model().update(geometry(540)); }},
+            {"calendar-off", [&] { f->settings.setShowsCalendar(false); }},
+            {"mirror-off", [&] { f->settings.setShowsMirror(false); }},
+            {"tray-off", [&] { f->settings.setShowsTray(false); }},
+            {"no-mirror-view", [&] { model().setMirrorAvailable(false); }},
+            {"reduce", [&] { model().setReduceMotion(true); }}};
+        for (const QString &step : script.split(QLatin1Char(' '))) {
+            const QStringList v = step.split(QLatin1Char(','));
+            if (v.size() == 3)
+                move(v[0].toDouble(), v[1].toDouble(), v[2].toDouble());
+            else if (step.startsWith(QLatin1Char('+')))
+                f->clock.advance(step.mid(1).toDouble());
+            else
+                actions.at(step)();
+        }
+    }
+    // "open|closed drawer page outline [peek] [wings] log…"; a peek or the
+    // wings must fill exactly the room the outline grew by.
+    QString describe()
+    {
+        const QRectF r = model().shapeRect();
+        QStringList out{QLatin1String(model().isExpanded() ? "open" : "closed"),
+                        QStringList{"-", "mirror", "calendar"}.at(int(model().drawer())),
+                        QStringLiteral("page%1").arg(int(model().page())),
+                        QStringLiteral("%1,%2,%3,%4").arg(r.x()).arg(r.y()).arg(r.width()).arg(r.height())};
+        if (model().hasPeek())
+            out << QLatin1String(r == model().peekRect() ? "peek" : "peek-misplaced");
+        if (model().showsPlayback())
+            out << QLatin1String(r == model().leftWingRect().united(model().rightWingRect()) ? "wings" : "wings-misplaced");
+        return (out + f->log).join(QLatin1Char(' '));
+    }
 
 private Q_SLOTS:
     void init()
     {
-        m_dir = std::make_unique<QTemporaryDir>();
-        m_defaults = std::make_unique<UserDefaults>(m_dir->filePath(QStringLiteral("Tarnwick.conf")));
-        m_settings = std::make_unique<NookSettings>(*m_defaults);
-        m_clock = std::make_unique<ManualClock>();
-        m_model = std::make_unique<NotchViewModel>(geometry(), *m_settings, *m_clock);
-        m_model->setMirrorAvailable(true);
+        f = std::make_unique<Fixture>();
+        model().setMirrorAvailable(true);
+        model().onKeyboardRequest = [this](bool on) { f->log << QLatin1String(on ? "kb+" : "kb-"); };
+        model().onEnterKey = [this] { f->log << QStringLiteral("enter"); };
+        model().onExpand = [this] { f->log << QStringLiteral("expand"); };
+        connect(&model(), &NotchViewModel::showsPlaybackChanged, [this] { f->log << QStringLiteral("wings"); });
     }
-    void cleanup()
-    {
-        m_model.reset();
-        m_clock.reset();
-        m_settings.reset();
-        m_defaults.reset();
-        m_dir.reset();
-    }
+    void cleanup() { f.reset(); }
 
-    void hoverOpensOnlyAfterTheDwell()
+    // On the 1920-point screen the window is 1210 wide: the centre page is
+    // 340…870 in window coordinates, the closed notch 510…700; moves at
+    // y 60 are inside the open Nook, at y 600 far away.
+    void behaviour_data()
     {
-        QSignalSpy states(m_model.get(), &NotchViewModel::stateChanged);
-        moveInsideNotch();
-        m_clock->advance(0.11);
-        QVERIFY(!model().isExpanded());
-        m_clock->advance(0.01);
-        QVERIFY(model().isExpanded());
-        QCOMPARE(states.count(), 1);
-        QCOMPARE(model().outlineAnimation(), NotchViewModel::kOpenSpring);
-    }
+        QTest::addColumn<QString>("script");
+        QTest::addColumn<QString>("expected");
+        const auto row = [](const char *name, const char *script, const char *expected) {
+            QTest::newRow(name) << QString::fromLatin1(script) << QString::fromLatin1(expected);
+        };
+        // The slop and the top pixel row count as inside while closed.
+        row("hover within the dwell", "960,10,0.11", "closed - page0 510,0,190,28");
+        row("hover after the dwell", "960,10,0.12", "open - page0 340,0,530,148 expand");
+        row("passing through", "960,10,0.1 960,600,2", "closed - page0 510,0,190,28");
+        row("slop on the top row", "1060,0,0.12", "open - page0 340,0,530,148 expand");
+        row("back before the delay", "open 960,600,0.39 960,100,1", "open - page0 340,0,530,148 expand");
+        row("away for the delay", "open 960,600,0.4", "closed - page0 510,0,190,28 expand");
 
-    void passingThroughNeverOpens()
-    {
-        moveInsideNotch();
-        m_clock->advance(0.1);
-        moveAway();
-        m_clock->advance(2);
-        QVERIFY(!model().isExpanded());
-        // The slop counts as inside while closed, the top pixel row too.
-        move(1060, 0);
-        m_clock->advance(0.12);
-        QVERIFY(model().isExpanded());
-    }
+        // Passing from one strip to the other keeps the first target; an
+        // open drawer keeps a 150-point band.
+        row("strip within the dwell", "open 1220,60,0.1", "open - page0 340,0,530,148 expand");
+        row("strip left within the dwell", "open 1220,60,0.05 960,60,0.25", "open - page0 340,0,530,148 expand");
+        row("pending keeps its first target", "open 1220,60,0.05 700,60,0.16", "open calendar page0 340,0,870,148 expand");
+        row("calendar keeps its band", "open 1220,60,0.15 1067,60,0.5", "open calendar page0 340,0,870,148 expand");
+        row("beyond the band closes at once", "open 1220,60,0.15 1066,60,0", "open - page0 340,0,530,148 expand");
+        row("mirror keeps its band", "open 700,60,0.15 840,60,0.5", "open mirror page0 0,0,870,148 expand");
+        row("over the mirror drawer is inside", "open 700,60,0.15 500,60,1", "open mirror page0 0,0,870,148 expand");
+        row("mirror hands over to the calendar", "open 700,60,0.15 1220,60,0.16", "open calendar page0 340,0,870,148 expand");
+        row("calendar switched off", "calendar-off open 1220,60,1", "open - page0 340,0,530,148 expand");
+        row("no room for drawers", "narrow open 15,60,1", "open - page0 0,0,530,148 expand");
+        row("switched off while out", "open 700,60,0.11 mirror-off", "open - page0 340,0,530,148 expand");
+        // Without a view for it, the left strip opens no empty drawer.
+        row("no mirror view", "no-mirror-view open 700,60,1", "open - page0 340,0,530,148 expand");
 
-    void closesOnlyAfterThePointerStaysAway()
+        // Wings: a first pause shows nothing, a pause lingers 5 s.
+        row("first report paused", "pause", "closed - page0 510,0,190,28");
+        row("playing", "pause play", "closed - page0 466,0,278,28 wings wings");
+        row("a pause lingers", "play pause +4.9 play +10", "closed - page0 466,0,278,28 wings wings");
+        row("a pause ends", "play pause pause +5", "closed - page0 510,0,190,28 wings wings");
+        row("no player hides at once", "play stop", "closed - page0 510,0,190,28 wings wings");
+
+        // A peek lasts its time and never shows on the open Nook.
+        row("peek in its time", "peek +3.9", "closed - page0 436,0,338,28 peek");
+        row("peek after its time", "peek +4", "closed - page0 510,0,190,28");
+        row("opening ends a peek", "peek expand", "open - page0 340,0,530,148 expand");
+        row("no peek on the open Nook", "expand peek collapse", "closed - page0 510,0,190,28 expand");
+
+        // Typing holds the Nook open until the hold is released; Return
+        // outside a field is not a save.
+        row("typing holds it open", "open type type 960,600,5 enter typed enter", "open - page0 340,0,530,148 expand kb+ enter kb-");
+        row("held after typing", "open type typed 960,600,5", "open - page0 340,0,530,148 expand kb+ kb-");
+        row("released outside", "open type typed release +0.39", "open - page0 340,0,530,148 expand kb+ kb-");
+        row("then the usual delay", "open type typed release +0.4", "closed - page0 510,0,190,28 expand kb+ kb-");
+
+        // Files dragged in open the tray, once, and it stays open.
+        row("files dragged in", "drop undrop", "open - page1 340,0,530,148 expand");
+        row("files dragged in, tray off", "tray-off drop undrop", "open - page0 340,0,530,148 expand");
+    }
+    void behaviour()
     {
-        open();
-        moveAway();
-        m_clock->advance(0.39);
-        move(960, 100);
-        m_clock->advance(1);
-        QVERIFY(model().isExpanded());
-        moveAway();
-        m_clock->advance(0.4);
-        QVERIFY(!model().isExpanded());
-        QCOMPARE(model().outlineAnimation(), NotchViewModel::kCloseSpring);
+        QFETCH(QString, script);
+        QFETCH(QString, expected);
+        run(script);
+        QCOMPARE(describe(), expected);
     }
 
     // Every part of the outline (state, rectangle, radii, the content fade
@@ -101,102 +178,49 @@ private Q_SLOTS:
     // change: the first opening does not snap, closing does not overshoot.
     void outlineMovesOnTheSpringOfItsOwnChange_data()
     {
+        QTest::addColumn<QString>("before");
         QTest::addColumn<QString>("change");
         QTest::addColumn<Spring>("spring");
-        QTest::newRow("first opening") << "open" << NotchViewModel::kOpenSpring;
-        QTest::newRow("closing") << "close" << NotchViewModel::kCloseSpring;
-        QTest::newRow("drawer") << "drawer" << NotchViewModel::kDrawerSpring;
-        QTest::newRow("peek") << "peek" << NotchViewModel::kPeekInSpring;
-        QTest::newRow("wings") << "wings" << NotchViewModel::kPlaybackSpring;
+        QTest::newRow("first opening") << "+0" << "960,10,0.12" << NotchViewModel::kOpenSpring;
+        QTest::newRow("closing") << "open" << "collapse" << NotchViewModel::kCloseSpring;
+        QTest::newRow("drawer") << "open" << "1220,60,0.11" << NotchViewModel::kDrawerSpring;
+        QTest::newRow("peek") << "+0" << "peek" << NotchViewModel::kPeekInSpring;
+        QTest::newRow("wings") << "+0" << "play" << NotchViewModel::kPlaybackSpring;
         // The user asked the desktop for less motion.
-        QTest::newRow("opening with less motion") << "open, reduced" << Spring();
-        QTest::newRow("drawer with less motion") << "drawer, reduced" << Spring();
+        QTest::newRow("opening with less motion") << "reduce" << "960,10,0.12" << Spring();
+        QTest::newRow("drawer with less motion") << "reduce open" << "1220,60,0.11" << Spring();
     }
     void outlineMovesOnTheSpringOfItsOwnChange()
     {
+        QFETCH(QString, before);
         QFETCH(QString, change);
         QFETCH(Spring, spring);
-        model().setReduceMotion(change.endsWith(QLatin1String(", reduced")));
-        change.remove(QLatin1String(", reduced"));
-        if (change == QLatin1String("close") || change == QLatin1String("drawer"))
-            open();
+        run(before);
         QList<Spring> heard;
-        QObject listener;
         for (auto signal : {&NotchViewModel::stateChanged, &NotchViewModel::shapeRectChanged,
                             &NotchViewModel::radiiChanged, &NotchViewModel::drawerChanged,
                             &NotchViewModel::peekChanged, &NotchViewModel::showsPlaybackChanged})
-            connect(m_model.get(), signal, &listener, [&] { heard.append(model().outlineAnimation()); });
-        if (change == QLatin1String("open")) {
-            moveInsideNotch();
-            m_clock->advance(0.12);
-        } else if (change == QLatin1String("close")) {
-            model().collapse();
-        } else if (change == QLatin1String("drawer")) {
-            move(1220, 60);
-            m_clock->advance(0.11);
-        } else if (change == QLatin1String("peek")) {
-            model().showPeek({AirPodsLevels{}}, 4);
-        } else {
-            model().playbackChanged(true);
-        }
+            connect(&model(), signal, this, [&] { heard.append(model().outlineAnimation()); });
+        run(change);
+        disconnect(&model(), nullptr, this, nullptr);
         QVERIFY(heard.size() >= 2);
-        for (const Spring &s : heard)
-            QCOMPARE(s, spring);
+        QCOMPARE(heard, QList<Spring>(heard.size(), spring));
     }
 
-    void outlineCorners_data()
-    {
-        QTest::addColumn<bool>("open");
-        QTest::addColumn<bool>("physical");
-        QTest::addColumn<double>("notchHeight");
-        QTest::addColumn<double>("top");
-        QTest::addColumn<double>("bottom");
-        QTest::newRow("closed simulated: a pill") << false << false << 28.0 << 6.0 << 14.0;
-        QTest::newRow("closed simulated under a tall panel") << false << false << 40.0 << 6.0 << 20.0;
-        QTest::newRow("closed real housing") << false << true << 32.0 << 6.0 << 10.0;
-        QTest::newRow("open simulated") << true << false << 28.0 << 8.0 << 22.0;
-        QTest::newRow("open real housing") << true << true << 32.0 << 8.0 << 22.0;
-    }
+    // Half the notch height closed under a simulated notch, 10 under a real
+    // housing, 22 open; top flares 6 closed and 8 open.
     void outlineCorners()
     {
-        QFETCH(bool, open);
-        QFETCH(bool, physical);
-        QFETCH(double, notchHeight);
-        QFETCH(double, top);
-        QFETCH(double, bottom);
-        const NotchGeometry g(QSizeF(190, notchHeight), physical, ScreenSpace::fromQt(QRectF(0, 0, 1512, 982)));
-        const auto radii = NotchViewModel::radii(open, g);
-        QCOMPARE(radii.top, top);
-        QCOMPARE(radii.bottom, bottom);
-    }
-
-    void drawersFollowTheEdgeStrips_data()
-    {
-        QTest::addColumn<QList<double>>("path"); // x positions, 0.05 s apart, at y 60
-        QTest::addColumn<double>("wait");
-        QTest::addColumn<int>("expected");
-        using D = NotchViewModel::Drawer;
-        QTest::newRow("not before the dwell") << QList<double>{1220} << 0.05 << int(D::None);
-        QTest::newRow("strip left within the dwell") << QList<double>{1220, 960} << 0.2 << int(D::None);
-        // Passing from one strip to the other keeps the first target.
-        QTest::newRow("pending keeps its first target") << QList<double>{1220, 700} << 0.11 << int(D::Calendar);
-        QTest::newRow("calendar keeps its 150-point band") << QList<double>{1220, 1220, 1220, 1067} << 0.5 << int(D::Calendar);
-        QTest::newRow("beyond the band closes at once") << QList<double>{1220, 1220, 1220, 1066} << 0.0 << int(D::None);
-        QTest::newRow("mirror keeps its band") << QList<double>{700, 700, 700, 840} << 0.5 << int(D::Mirror);
-        QTest::newRow("mirror hands over to the calendar") << QList<double>{700, 700, 700, 1220} << 0.11 << int(D::Calendar);
-    }
-    void drawersFollowTheEdgeStrips()
-    {
-        QFETCH(QList<double>, path);
-        QFETCH(double, wait);
-        QFETCH(int, expected);
-        open();
-        for (double x : path) {
-            move(x, 60);
-            m_clock->advance(0.05);
-        }
-        m_clock->advance(wait);
-        QCOMPARE(int(model().drawer()), expected);
+        const auto radii = [](bool open, bool physical, double height) {
+            const NotchGeometry g(QSizeF(190, height), physical, ScreenSpace::fromQt(QRectF(0, 0, 1512, 982)));
+            const NotchViewModel::Radii r = NotchViewModel::radii(open, g);
+            return QPointF(r.top, r.bottom);
+        };
+        QCOMPARE(radii(false, false, 28), QPointF(6, 14));
+        QCOMPARE(radii(false, false, 40), QPointF(6, 20));
+        QCOMPARE(radii(false, true, 32), QPointF(6, 10));
+        QCOMPARE(radii(true, false, 28), QPointF(8, 22));
+        QCOMPARE(radii(true, true, 32), QPointF(8, 22));
     }
 
     // As a user meets it, on a 1512-point screen with the Nook open: the
@@ -213,69 +237,15 @@ private Q_SLOTS:
         auto drawerAt = [&](double x) {
             model().collapse();
             open();
-            move(windowX + x, 80);
-            m_clock->advance(0.11);
+            move(windowX + x, 80, 0.11);
             return model().drawer();
         };
-        using D = NotchViewModel::Drawer;
         for (double x = 832; x <= 870; x += 1)
             QVERIFY2(drawerAt(x) == D::Calendar, qPrintable(QString::number(x)));
         for (double x = 340; x <= 378; x += 1)
             QVERIFY2(drawerAt(x) == D::Mirror, qPrintable(QString::number(x)));
         QCOMPARE(drawerAt(831), D::None);
         QCOMPARE(drawerAt(379), D::None);
-    }
-
-    void drawerOutWidensTheOutline()
-    {
-        open();
-        move(1220, 60);
-        m_clock->advance(0.11);
-        QCOMPARE(model().shapeRect(), QRectF(340, 0, 530 + 340, 148));
-        QCOMPARE(model().outlineAnimation(), NotchViewModel::kDrawerSpring);
-        move(1220, 60); // keep the band
-        move(860, 60);
-        move(700, 60);
-        m_clock->advance(0.11);
-        QCOMPARE(model().drawer(), NotchViewModel::Drawer::Mirror);
-        QCOMPARE(model().shapeRect(), QRectF(0, 0, 530 + 340, 148));
-        // The pointer still over the mirror drawer is inside the open outline.
-        move(500, 60);
-        m_clock->advance(1);
-        QVERIFY(model().isExpanded());
-    }
-
-    void drawersRespectSwitchesAndRoom()
-    {
-        m_settings->setShowsCalendar(false);
-        open();
-        move(1220, 60);
-        m_clock->advance(1);
-        QCOMPARE(model().drawer(), NotchViewModel::Drawer::None);
-
-        model().update(geometry(1000));
-        QCOMPARE(model().geometry().drawerWidth(), 223.0);
-        model().update(geometry(540));
-        QCOMPARE(model().geometry().drawerWidth(), 0.0);
-        move(15, 60);
-        m_clock->advance(1);
-        QCOMPARE(model().drawer(), NotchViewModel::Drawer::None);
-
-        // Switching a drawer off while it is out puts it away.
-        model().update(geometry());
-        move(700, 60);
-        m_clock->advance(0.11);
-        QCOMPARE(model().drawer(), NotchViewModel::Drawer::Mirror);
-        m_settings->setShowsMirror(false);
-        QCOMPARE(model().drawer(), NotchViewModel::Drawer::None);
-
-        // Without a view for it, the left strip opens no empty drawer.
-        m_settings->setShowsMirror(true);
-        model().setMirrorAvailable(false);
-        move(960, 60);
-        move(700, 60);
-        m_clock->advance(1);
-        QCOMPARE(model().drawer(), NotchViewModel::Drawer::None);
     }
 
     void pagesTurnByDrag_data()
@@ -299,7 +269,7 @@ private Q_SLOTS:
         QFETCH(double, liveOffset);
         QFETCH(double, projected);
         QFETCH(int, page);
-        m_settings->setShowsTray(trayOn);
+        f->settings.setShowsTray(trayOn);
         open();
         model().dragPages(drag);
         QCOMPARE(model().pageDragOffset(), liveOffset);
@@ -313,162 +283,24 @@ private Q_SLOTS:
     void pagesCloseDrawersAndFallBack()
     {
         open();
-        move(1220, 60);
-        m_clock->advance(0.11);
+        move(1220, 60, 0.11);
         model().show(NookPage::Tray);
-        QCOMPARE(model().drawer(), NotchViewModel::Drawer::None);
+        QCOMPARE(model().drawer(), D::None);
         QCOMPARE(model().visibleIndex(), 1);
         QVERIFY(!model().isOnHomePage());
         // Drawers live on the home page only.
-        move(1220, 60);
-        m_clock->advance(1);
-        QCOMPARE(model().drawer(), NotchViewModel::Drawer::None);
+        move(1220, 60, 1);
+        QCOMPARE(model().drawer(), D::None);
 
-        QSignalSpy visible(m_model.get(), &NotchViewModel::visiblePageChanged);
-        m_settings->setShowsTray(false);
+        QSignalSpy visible(&model(), &NotchViewModel::visiblePageChanged);
+        f->settings.setShowsTray(false);
         QCOMPARE(model().page(), NookPage::Tray);
         QCOMPARE(model().visiblePage(), std::optional(NookPage::Media));
         QCOMPARE(visible.count(), 1);
-        m_settings->setShowsNowPlaying(false);
+        f->settings.setShowsNowPlaying(false);
         QVERIFY(!model().hasVisiblePage());
         QVERIFY(model().isOnHomePage());
         QCOMPARE(model().visibleIndex(), 0);
-    }
-
-    void playbackWingsLingerAfterAPause()
-    {
-        QSignalSpy wings(m_model.get(), &NotchViewModel::showsPlaybackChanged);
-        model().playbackChanged(false); // the first report passes, but nothing shows
-        QVERIFY(!model().showsPlayback());
-        model().playbackChanged(true);
-        QVERIFY(model().showsPlayback());
-        // The wings fill exactly the room the outline grew by.
-        QCOMPARE(model().shapeRect(), model().leftWingRect().united(model().rightWingRect()));
-        QCOMPARE(model().leftWingRect().width(), 44.0);
-        model().playbackChanged(false);
-        m_clock->advance(4.9);
-        model().playbackChanged(true);
-        m_clock->advance(10);
-        QVERIFY(model().showsPlayback());
-        QCOMPARE(wings.count(), 1);
-        model().playbackChanged(false);
-        model().playbackChanged(false); // repeated report changes nothing
-        m_clock->advance(5);
-        QVERIFY(!model().showsPlayback());
-        model().playbackChanged(true);
-        model().playbackChanged(std::nullopt);
-        QVERIFY(!model().showsPlayback());
-        QCOMPARE(wings.count(), 4);
-        QCOMPARE(model().outlineAnimation(), NotchViewModel::kPlaybackSpring);
-    }
-
-    void peeksEndAfterTheirTimeOrOnOpening()
-    {
-        AirPodsLevels levels;
-        levels.name = QStringLiteral("AirPods Pro");
-        levels.left = 80;
-        levels.right = 75;
-        model().showPeek({levels}, 4);
-        QVERIFY(model().hasPeek());
-        QCOMPARE(model().shapeRect(), model().peekRect());
-        QCOMPARE(model().peekRect().width(), 190 + 2 * 74.0);
-        QCOMPARE(model().peekLevels().lowestOrNone(), 75);
-        m_clock->advance(3.9);
-        QVERIFY(model().hasPeek());
-        m_clock->advance(0.1);
-        QVERIFY(!model().hasPeek());
-        QCOMPARE(model().outlineAnimation(), NotchViewModel::kPeekOutSpring);
-
-        model().showPeek({levels}, 4);
-        model().expand();
-        QVERIFY(!model().hasPeek());
-        model().showPeek({levels}, 4); // the open Nook never carries a peek
-        QVERIFY(!model().hasPeek());
-        model().collapse();
-        m_clock->advance(10);
-        QVERIFY(!model().hasPeek());
-    }
-
-    void typingHoldsTheNookOpen()
-    {
-        QList<bool> requests;
-        model().onKeyboardRequest = [&](bool on) { requests.append(on); };
-        int enters = 0;
-        model().onEnterKey = [&] { ++enters; };
-        open();
-        model().beginTyping();
-        model().beginTyping();
-        moveAway();
-        m_clock->advance(5);
-        QVERIFY(model().isExpanded());
-        model().enterKey();
-        model().endTyping();
-        model().enterKey(); // Return outside a field is not a save
-        QCOMPARE(enters, 1);
-        QCOMPARE(requests, (QList<bool>{true, false}));
-        // Still held until released; released outside, the usual delay applies.
-        moveAway();
-        m_clock->advance(5);
-        QVERIFY(model().isExpanded());
-        model().releaseHold(ScreenSpace::fromQt(QPointF(960, 600)));
-        m_clock->advance(0.39);
-        QVERIFY(model().isExpanded());
-        m_clock->advance(0.01);
-        QVERIFY(!model().isExpanded());
-    }
-
-    void filesDraggedInOpenTheTray_data()
-    {
-        QTest::addColumn<bool>("trayOn");
-        QTest::addColumn<int>("page");
-        QTest::newRow("tray enabled") << true << int(NookPage::Tray);
-        QTest::newRow("tray switched off") << false << int(NookPage::Media);
-    }
-    void filesDraggedInOpenTheTray()
-    {
-        QFETCH(bool, trayOn);
-        QFETCH(int, page);
-        m_settings->setShowsTray(trayOn);
-        QList<int> expansions;
-        model().onExpand = [&] { expansions.append(1); };
-        model().setDropTargeted(true);
-        QVERIFY(model().isExpanded());
-        QCOMPARE(int(model().page()), page);
-        if (trayOn)
-            QCOMPARE(model().pageAnimation(), NotchViewModel::kTraySpring);
-        model().setDropTargeted(false);
-        QVERIFY(model().isExpanded());
-        QCOMPARE(int(model().page()), page);
-        QCOMPARE(expansions.size(), 1);
-    }
-
-    void settingTheSameValueNotifiesNobody()
-    {
-        std::vector<std::unique_ptr<QSignalSpy>> spies;
-        const QMetaObject *meta = m_model->metaObject();
-        for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
-            const QMetaMethod method = meta->method(i);
-            if (method.methodType() == QMetaMethod::Signal)
-                spies.push_back(std::make_unique<QSignalSpy>(m_model.get(), method));
-        }
-        model().collapse();
-        model().show(NookPage::Media);
-        model().setDropZone(DropZone::Tray);
-        model().setDropTargeted(false);
-        model().update(geometry());
-        model().endPeek();
-        model().endTyping();
-        model().setHoverOpenDelay(0.12);
-        model().setCollapseDelay(0.4);
-        model().playbackChanged(std::nullopt); // first report, wings already hidden
-        for (const auto &spy : spies)
-            QVERIFY2(spy->isEmpty(), spy->signal().constData());
-
-        QVERIFY(spies.size() > 15);
-        model().expand();
-        QSignalSpy states(m_model.get(), &NotchViewModel::stateChanged);
-        model().expand();
-        QCOMPARE(states.count(), 0);
     }
 };
 

@@ -11,48 +11,48 @@ struct Recorder : SwipeTargets
 {
     bool expanded = true;
     bool calendarOut = false;
-    bool volume = true;
-    bool strip = true;
     double level = 0.5;
-    QList<double> pageDrags;
-    QList<double> pageEnds;
-    QList<double> stripOffsets;
-    QList<double> stripEnds;
-    QList<int> daySteps;
+    QList<double> daySteps, pageDrags, pageEnds, stripOffsets, stripEnds;
 
     bool isExpanded() const override { return expanded; }
     bool isCalendarOut() const override { return calendarOut; }
-    bool hasVolume() const override { return volume; }
+    bool hasVolume() const override { return true; }
     double volumeLevel() const override { return level; }
     void setVolume(double l) override { level = l; }
     void dragPages(double total) override { pageDrags.append(total); }
     void endPageDrag(double projected) override { pageEnds.append(projected); }
-    bool hasDayStrip() const override { return strip; }
+    bool hasDayStrip() const override { return true; }
     void setStripOffset(double offset) override { stripOffsets.append(offset); }
     void endStripDrag(double projected) override { stripEnds.append(projected); }
     void stepDays(int days) override { daySteps.append(days); }
 };
 
-using Phase = ScrollInput::Phase;
-
-ScrollInput pad(Phase phase, double dx, double dy, bool overVolume = false, bool overStrip = false)
+QString join(const QList<double> &values)
 {
-    ScrollInput in;
-    in.phase = phase;
-    in.delta = {dx, dy};
-    in.precise = true;
-    in.overVolume = overVolume;
-    in.overDayStrip = overStrip;
-    return in;
+    QStringList out;
+    for (double v : values)
+        out << QString::number(v);
+    return out.join(QLatin1Char(','));
 }
 
-ScrollInput wheel(double dx, double dy, bool inverted = false, bool overVolume = true, bool overStrip = false)
+// Steps are "<kind><flags>:dx,dy": kind W for a wheel, B C E M for a touchpad's
+// began, changed, ended and momentum phases; flags v over the volume, s over
+// the day strip, i an inverted device.
+ScrollInput input(const QString &step)
 {
+    static const QString kinds = QStringLiteral("WBCEM");
+    static const ScrollInput::Phase phases[] = {ScrollInput::Phase::None, ScrollInput::Phase::Began,
+                                                ScrollInput::Phase::Changed, ScrollInput::Phase::Ended,
+                                                ScrollInput::Phase::Momentum};
+    const QString flags = step.section(QLatin1Char(':'), 0, 0);
+    const QStringList delta = step.section(QLatin1Char(':'), 1).split(QLatin1Char(','));
     ScrollInput in;
-    in.delta = {dx, dy};
-    in.inverted = inverted;
-    in.overVolume = overVolume;
-    in.overDayStrip = overStrip;
+    in.phase = phases[kinds.indexOf(flags[0])];
+    in.precise = flags[0] != QLatin1Char('W');
+    in.delta = {delta[0].toDouble(), delta[1].toDouble()};
+    in.overVolume = flags.contains(QLatin1Char('v'));
+    in.overDayStrip = flags.contains(QLatin1Char('s'));
+    in.inverted = flags.contains(QLatin1Char('i'));
     return in;
 }
 
@@ -62,162 +62,91 @@ class tst_Swipe : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    // Classic wheels send 120 units a notch, high-resolution ones (libinput,
-    // XWayland) eight events of 15: both step once a notch.
-    void wheelStepsOncePerNotch_data()
+    // The result reads "level | day steps | page drags | page drag ends |
+    // strip offsets | strip drag ends"; `handled` has one digit a step.
+    void gestures_data()
     {
-        QTest::addColumn<QList<QPointF>>("deltas");
-        QTest::addColumn<bool>("inverted");
-        QTest::addColumn<bool>("overStrip");
-        QTest::addColumn<double>("level");
-        QTest::addColumn<QList<int>>("days");
-        const auto row = [](const char *name, const QList<QPointF> &deltas, double level, bool inverted = false,
-                            bool overStrip = false, const QList<int> &days = {}) {
-            QTest::newRow(name) << deltas << inverted << overStrip << level << days;
+        QTest::addColumn<bool>("expanded");
+        QTest::addColumn<bool>("calendarOut");
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<QString>("handled");
+        QTest::addColumn<QString>("result");
+        const auto row = [](const char *name, const QString &steps, const char *result, bool calendarOut = false,
+                            bool expanded = true) {
+            const QString handled = QString(QLatin1Char('1')).repeated(steps.count(QLatin1Char(':')));
+            QTest::newRow(name) << expanded << calendarOut << steps << handled << result;
         };
-        const QList<QPointF> hiResUp(8, QPointF(0, 15));
-        const QList<QPointF> hiResDown(8, QPointF(0, -15));
-        row("classic notch up", {{0, 120}}, 0.5625);
-        row("classic notch down", {{0, -120}}, 0.4375);
-        row("hi-res notch up", hiResUp, 0.5625);
-        row("hi-res half notch waits", hiResUp.mid(0, 4), 0.5);
-        row("two notches in one event", {{0, 240}}, 0.625);
-        row("turning back starts over", {{0, 60}, {0, -60}, {0, -60}}, 0.4375);
-        row("horizontal wheel right raises", {{-120, 0}}, 0.5625);
-        row("inverted device: vertical undone", {{0, 120}}, 0.4375, true);
-        row("tie goes to the vertical axis", {{-120, -120}}, 0.4375);
-        row("zero delta is consumed", {{0, 0}}, 0.5);
-        row("hi-res notch over the strip", hiResUp, 0.5, false, true, {-1});
-        row("hi-res notch back over the strip", hiResDown, 0.5, false, true, {1});
-        row("classic notches over the strip", {{0, 120}, {0, -120}, {0, -120}}, 0.5, false, true, {-1, 1, 1});
+        // Classic wheels send 120 units a notch, high-resolution ones (libinput,
+        // XWayland) eight events of 15: both step once a notch.
+        const auto hiRes = [](const char *step) { return QString::fromLatin1(step).append(' ').repeated(8).trimmed(); };
+        row("classic notch up", "Wv:0,120", "0.5625|||||");
+        row("classic notch down", "Wv:0,-120", "0.4375|||||");
+        row("hi-res notch up", hiRes("Wv:0,15"), "0.5625|||||");
+        row("hi-res half notch waits", "Wv:0,15 Wv:0,15 Wv:0,15 Wv:0,15", "0.5|||||");
+        row("two notches in one event", "Wv:0,240", "0.625|||||");
+        row("turning back starts over", "Wv:0,60 Wv:0,-60 Wv:0,-60", "0.4375|||||");
+        row("horizontal wheel right raises", "Wv:-120,0", "0.5625|||||");
+        row("inverted device: vertical undone", "Wvi:0,120", "0.4375|||||");
+        row("tie goes to the vertical axis", "Wv:-120,-120", "0.4375|||||");
+        row("zero delta is consumed", "Wv:0,0", "0.5|||||");
+        row("hi-res notch over the strip", hiRes("Ws:0,15"), "0.5|-1||||", true);
+        row("hi-res notch back over the strip", hiRes("Ws:0,-15"), "0.5|1||||", true);
+        row("classic notches over the strip", "Ws:0,120 Ws:0,-120 Ws:0,-120", "0.5|-1,1,1||||", true);
+        // A touchpad gesture begun over the volume keeps it when the fingers
+        // leave the wedge; its glide is swallowed without moving the level.
+        row("trackpad over the volume", "Bv:0,0 Cv:0,30 C:0,-60 M:0,40", "0.4|||||");
+        // Decided horizontal once past a small start; the glide is swallowed.
+        QTest::newRow("horizontal swipe turns pages")
+            << true << false << "B:0.2,0.2 C:-10,3 C:-20,30 E:0,0 M:-5,0" << "01111" << "0.5||-10,-30|-270||";
+        QTest::newRow("vertical swipe is left to the lists")
+            << true << false << "B:1,8 C:-20,8 E:0,0 M:0,8" << "0000" << "0.5|||||";
+        row("swipe over the day strip", "Bs:-4,0 C:-6,0 E:0,0", "0.5||||-4,-10|-82", true);
+        QTest::newRow("no strip without the calendar") << true << false << "Ws:0,120" << "0" << "0.5|||||";
+        QTest::newRow("closed notch lets everything pass") << false << false << "Wv:0,120 C:-30,0" << "00" << "0.5|||||";
+        QTest::newRow("a wheel over nothing passes on") << true << false << "W:0,120" << "0" << "0.5|||||";
     }
-    void wheelStepsOncePerNotch()
+    void gestures()
     {
-        QFETCH(QList<QPointF>, deltas);
-        QFETCH(bool, inverted);
-        QFETCH(bool, overStrip);
-        QFETCH(double, level);
-        QFETCH(QList<int>, days);
-        Recorder targets;
-        targets.calendarOut = overStrip;
+        QFETCH(bool, expanded);
+        QFETCH(bool, calendarOut);
+        QFETCH(QString, steps);
+        QFETCH(QString, handled);
+        QFETCH(QString, result);
+        Recorder t;
+        t.expanded = expanded;
+        t.calendarOut = calendarOut;
         Swipe swipe;
-        for (const QPointF &d : deltas)
-            QVERIFY(swipe.handle(wheel(d.x(), d.y(), inverted, !overStrip, overStrip), targets));
-        QCOMPARE(targets.level, level);
-        QCOMPARE(targets.daySteps, days);
+        QString took;
+        for (const QString &step : steps.split(QLatin1Char(' ')))
+            took += QLatin1Char(swipe.handle(input(step), t) ? '1' : '0');
+        QCOMPARE(took, handled);
+        QCOMPARE(QStringList({QString::number(t.level), join(t.daySteps),
+                              join(t.pageDrags), join(t.pageEnds), join(t.stripOffsets), join(t.stripEnds)})
+                     .join(QLatin1Char('|')),
+                 result);
     }
 
-    void trackpadOverVolumeOwnsItsGesture()
-    {
-        Recorder targets;
-        Swipe swipe;
-        QVERIFY(swipe.handle(pad(Phase::Began, 0, 0, true), targets));
-        QVERIFY(swipe.handle(pad(Phase::Changed, 0, 30, true), targets));
-        QCOMPARE(targets.level, 0.6);
-        // The fingers left the wedge, but the gesture started there.
-        QVERIFY(swipe.handle(pad(Phase::Changed, 0, -60), targets));
-        QCOMPARE(targets.level, 0.4);
-        // Its glide is swallowed without moving the level.
-        QVERIFY(swipe.handle(pad(Phase::Momentum, 0, 40), targets));
-        QCOMPARE(targets.level, 0.4);
-        QVERIFY(targets.pageDrags.isEmpty());
-    }
-
-    void horizontalSwipeTurnsPagesAndSwallowsItsGlide()
-    {
-        Recorder targets;
-        Swipe swipe;
-        QVERIFY(!swipe.handle(pad(Phase::Began, 0.2, 0.2), targets)); // too small to decide
-        QVERIFY(swipe.handle(pad(Phase::Changed, -10, 3), targets));
-        QVERIFY(swipe.handle(pad(Phase::Changed, -20, 30), targets)); // decided: stays horizontal
-        QCOMPARE(targets.pageDrags, (QList<double>{-10, -30}));
-        QVERIFY(swipe.handle(pad(Phase::Ended, 0, 0), targets));
-        QCOMPARE(targets.pageEnds, (QList<double>{-30 + -20 * 12.0}));
-        QVERIFY(swipe.handle(pad(Phase::Momentum, -5, 0), targets));
-    }
-
-    void verticalSwipeIsLeftToTheLists()
-    {
-        Recorder targets;
-        Swipe swipe;
-        QVERIFY(!swipe.handle(pad(Phase::Began, 1, 8), targets));
-        QVERIFY(!swipe.handle(pad(Phase::Changed, -20, 8), targets));
-        QVERIFY(!swipe.handle(pad(Phase::Ended, 0, 0), targets));
-        QVERIFY(!swipe.handle(pad(Phase::Momentum, 0, 8), targets));
-        QVERIFY(targets.pageDrags.isEmpty() && targets.pageEnds.isEmpty());
-    }
-
-    void swipesOverTheDayStripMoveDays()
-    {
-        Recorder targets;
-        targets.calendarOut = true;
-        Swipe swipe;
-        QVERIFY(swipe.handle(pad(Phase::Began, -4, 0, false, true), targets));
-        QVERIFY(swipe.handle(pad(Phase::Changed, -6, 0), targets));
-        QVERIFY(swipe.handle(pad(Phase::Ended, 0, 0), targets));
-        QCOMPARE(targets.stripOffsets, (QList<double>{-4, -10}));
-        QCOMPARE(targets.stripEnds, (QList<double>{-10 - 6 * 12.0}));
-        QVERIFY(targets.pageDrags.isEmpty());
-
-        // Without the calendar out the strip is not there.
-        targets.calendarOut = false;
-        QVERIFY(!swipe.handle(wheel(0, 120, false, false, true), targets));
-    }
-
-    void closedNotchLetsEverythingPass()
-    {
-        Recorder targets;
-        targets.expanded = false;
-        Swipe swipe;
-        QVERIFY(!swipe.handle(wheel(0, 120), targets));
-        QVERIFY(!swipe.handle(pad(Phase::Changed, -30, 0), targets));
-        // Open, a wheel over neither the volume nor the day strip passes on.
-        targets.expanded = true;
-        QVERIFY(!swipe.handle(wheel(0, 120, false, false), targets));
-        QCOMPARE(targets.level, 0.5);
-    }
-
-    void pageOpacityFollowsDistance_data()
-    {
-        QTest::addColumn<int>("page");
-        QTest::addColumn<int>("visible");
-        QTest::addColumn<double>("offset");
-        QTest::addColumn<double>("opacity");
-        QTest::newRow("visible page") << 0 << 0 << 0.0 << 1.0;
-        QTest::newRow("neighbour at rest") << 1 << 0 << 0.0 << 0.0;
-        QTest::newRow("neighbour half dragged in") << 1 << 0 << -265.0 << 0.3;
-        QTest::newRow("visible page half dragged out") << 0 << 0 << -265.0 << 0.3;
-        QTest::newRow("gone past 1/1.4 of a page") << 0 << 0 << -400.0 << 0.0;
-    }
     void pageOpacityFollowsDistance()
     {
-        QFETCH(int, page);
-        QFETCH(int, visible);
-        QFETCH(double, offset);
-        QFETCH(double, opacity);
-        QCOMPARE(qRound(NookLayout::pageOpacity(530, page, visible, offset) * 1000) / 1000.0, opacity);
+        // page, visible page, drag offset → opacity
+        const QList<std::tuple<int, int, double, double>> rows{
+            {0, 0, 0, 1}, {1, 0, 0, 0}, {1, 0, -265, 0.3}, {0, 0, -265, 0.3}, {0, 0, -400, 0}};
+        for (const auto &[page, visible, offset, opacity] : rows)
+            QCOMPARE(qRound(NookLayout::pageOpacity(530, page, visible, offset) * 1000) / 1000.0, opacity);
     }
 
-    void videoNeverShowsTheWings_data()
-    {
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<QString>("app");
-        QTest::addColumn<bool>("playing");
-        QTest::addColumn<int>("expected"); // -1 none, 0 paused, 1 playing
-        QTest::newRow("music plays") << QStringLiteral("Blue in Green") << QStringLiteral("org.gnome.Rhythmbox3") << true << 1;
-        QTest::newRow("music paused") << QStringLiteral("Blue in Green") << QStringLiteral("spotify") << false << 0;
-        QTest::newRow("a browser") << QStringLiteral("Lecture") << QStringLiteral("firefox") << true << -1;
-        QTest::newRow("title says video") << QStringLiteral("Music VIDEO (live)") << QStringLiteral("spotify") << true << -1;
-    }
+    // Browsers and video players never show the wings, nor do titles that say video.
     void videoNeverShowsTheWings()
     {
-        QFETCH(QString, title);
-        QFETCH(QString, app);
-        QFETCH(bool, playing);
-        QFETCH(int, expected);
-        const auto result = NotchWindowController::wingsPlayback(WingsTrack{title, app, playing},
-                                                                 {QStringLiteral("firefox"), QStringLiteral("mpv")});
-        QCOMPARE(result ? int(*result) : -1, expected);
+        const QStringList players{QStringLiteral("firefox"), QStringLiteral("mpv")};
+        const auto wings = [&](const char *title, const char *app, bool playing) {
+            const auto result = NotchWindowController::wingsPlayback(WingsTrack{title, app, playing}, players);
+            return result ? int(*result) : -1; // -1 none, 0 paused, 1 playing
+        };
+        QCOMPARE(wings("Blue in Green", "org.gnome.Rhythmbox3", true), 1);
+        QCOMPARE(wings("Blue in Green", "spotify", false), 0);
+        QCOMPARE(wings("Lecture", "firefox", true), -1);
+        QCOMPARE(wings("Music VIDEO (live)", "spotify", true), -1);
         QVERIFY(!NotchWindowController::wingsPlayback(std::nullopt, {}));
     }
 };

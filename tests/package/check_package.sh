@@ -8,18 +8,13 @@ set -euo pipefail
 build=$1 source=$2 app_id=$3 version=$4 qml_dir=$5 importscanner=$6
 
 fail() { echo "FAIL: $*" >&2; exit 1; }
-need() { command -v "$1" >/dev/null || fail "$1 is missing: install the Debian package $2"; }
-need cpack cmake
-need dpkg-shlibdeps dpkg-dev
-need file file
-need lintian lintian
-need appstreamcli appstream
-need desktop-file-validate desktop-file-utils
-need python3 python3
+for need in cpack:cmake dpkg-shlibdeps:dpkg-dev file:file lintian:lintian appstreamcli:appstream \
+  desktop-file-validate:desktop-file-utils python3:python3; do
+  command -v "${need%:*}" >/dev/null || fail "${need%:*} is missing: install the Debian package ${need#*:}"
+done
 
 work=$build/package-check
-rm -rf "$work"
-mkdir -p "$work"
+rm -rf "$work" && mkdir -p "$work"
 
 # CPack installs what the build made into its own staging folder; nothing
 # is compiled again.
@@ -55,11 +50,8 @@ appstreamcli validate-tree --no-net --strict "$root" || fail "the installed tree
 # A version bump needs a new release entry and a changelog entry.
 zcat "$root/usr/share/doc/tarnwick/changelog.gz" | head -1 | grep -q "^tarnwick ($version) " \
   || fail "the Debian changelog's latest entry is not version $version"
-python3 - "$root/usr/share/metainfo/$app_id.metainfo.xml" "$version" <<'PY' || fail "metainfo's latest release is not version $version"
-import sys, xml.etree.ElementTree as ET
-release = ET.parse(sys.argv[1]).getroot().find("releases/release")
-sys.exit(0 if release is not None and release.get("version") == sys.argv[2] else 1)
-PY
+grep -m1 -o '<release [^>]*>' "$root/usr/share/metainfo/$app_id.metainfo.xml" | grep -q " version=\"$version\"" \
+  || fail "metainfo's latest release is not version $version"
 
 # The QML modules are loaded at run time, so dpkg-shlibdeps cannot see them:
 # every module the views import must come from a package the .deb depends on.

@@ -15,18 +15,16 @@ class tst_TrayIcon : public QObject {
 private Q_SLOTS:
     void trayIconComesFromTheThemeWhenInstalled_data()
     {
-        QTest::addColumn<bool>("installed");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("installed") << true << QStringLiteral(TARNWICK_APP_ID "-symbolic");
-        QTest::newRow("build tree") << false << QString();
+        QTest::addColumn<QString>("name"); // empty: run from the build tree
+        QTest::newRow("installed") << QStringLiteral(TARNWICK_APP_ID "-symbolic");
+        QTest::newRow("build tree") << QString();
     }
 
     void trayIconComesFromTheThemeWhenInstalled()
     {
-        QFETCH(bool, installed);
         QFETCH(QString, name);
         QTemporaryDir share;
-        if (installed) {
+        if (!name.isEmpty()) {
             // Where the package puts it, beside the system's own hicolor theme.
             const QString apps = share.filePath(QStringLiteral("icons/hicolor/symbolic/apps"));
             QVERIFY(QDir().mkpath(apps));
@@ -39,13 +37,10 @@ private Q_SLOTS:
         const QIcon icon = AppIcon::tray();
         QCOMPARE(icon.name(), name);
         // Either way something is drawn: a tray never shows an empty slot.
-        const QImage image = icon.pixmap(22, 22).toImage();
-        QVERIFY(!image.isNull());
-        bool painted = false;
-        for (int y = 0; y < image.height() && !painted; ++y)
-            for (int x = 0; x < image.width() && !painted; ++x)
-                painted = qAlpha(image.pixel(x, y)) > 0;
-        QVERIFY2(painted, "the SVG icon engine is missing: install the Debian package libqt6svg6");
+        const QImage image = icon.pixmap(22, 22).toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        QImage empty(image.size(), image.format());
+        empty.fill(Qt::transparent);
+        QVERIFY2(!image.isNull() && image != empty, "the SVG icon engine is missing: install the Debian package libqt6svg6");
     }
 };
 
