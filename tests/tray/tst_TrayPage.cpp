@@ -107,10 +107,8 @@ private Q_SLOTS:
         f.page.appear();
         QVERIFY(f.store.isEmpty());
 
-        QSignalSpy downloads(&f.feeds, &FileFeeds::downloadsChanged);
         f.page.pick(TraySource::Downloads);
         QTRY_COMPARE(f.feeds.downloadsStatus(), FileFeeds::Status::Loaded);
-        QCOMPARE(downloads.count(), 2); // loading, loaded
 
         // Picking it again reads the folder again, and the list stays up.
         QVERIFY(writeFile(m_dir.filePath(QStringLiteral("Downloads/b.txt")), "b"));
@@ -121,7 +119,6 @@ private Q_SLOTS:
         QSignalSpy reads(&f.feeds, &FileFeeds::recentReadStarted);
         f.store.setSource(TraySource::Recent); // also when someone else switches
         QCOMPARE(reads.count(), 1);
-        QCOMPARE(f.page.title(), QStringLiteral("Recent"));
     }
 };
 

@@ -17,24 +17,21 @@
 
 namespace {
 
-// A photo-like picture: a sky gradient, a sun and hills.
+// A photo-like picture: a sky, a sun and a hill.
 QImage scene(int seed)
 {
     QImage image(800, 600, QImage::Format_RGB32);
     QPainter p(&image);
     QLinearGradient sky(0, 0, 0, 600);
-    const QColor tops[] = {QColor(40, 90, 200), QColor(250, 130, 60), QColor(30, 30, 80), QColor(90, 170, 220)};
-    sky.setColorAt(0, tops[seed % 4]);
+    sky.setColorAt(0, QColor::fromHsv(210 + seed * 40 % 180, 200, 200));
     sky.setColorAt(1, QColor(250, 220, 180));
     p.fillRect(image.rect(), sky);
     p.setRenderHint(QPainter::Antialiasing);
-    p.setBrush(QColor(255, 240, 150));
     p.setPen(Qt::NoPen);
+    p.setBrush(QColor(255, 240, 150));
     p.drawEllipse(QPointF(200 + seed * 90, 200), 70, 70);
     p.setBrush(QColor(40 + seed * 20, 110, 60));
-    p.drawEllipse(QRectF(-200, 380, 800, 500));
-    p.setBrush(QColor(30, 80 + seed * 10, 50));
-    p.drawEllipse(QRectF(300, 420, 800, 500));
+    p.drawEllipse(QRectF(-200, 380, 1200, 500));
     return image;
 }
 
@@ -187,12 +184,6 @@ private Q_SLOTS:
             QVERIFY2(shows(part) == shown.contains(QLatin1String(part)), part);
         if (shown.contains(QStringLiteral("clearButton")))
             QCOMPARE(find("grid")->property("count").toInt(), m_trayFiles.size());
-        if (filled)
-            QVERIFY(m_thumbnails->hasThumbnail(QUrl::fromLocalFile(m_trayFiles.first())));
-        if (downloadsGone) {
-            QCOMPARE(find("feedMessage")->property("title").toString(), QStringLiteral("Tarnwick can't see your Downloads"));
-            QCOMPARE(find("feedMessage")->property("symbol").toString(), QStringLiteral("lock"));
-        }
         QVERIFY(grabScreen(*m_view, QString::fromLatin1(QTest::currentDataTag())));
         m_view->rootObject()->setProperty("dropTargeted", false);
         if (downloadsGone)
