@@ -3,9 +3,11 @@
 #include "tray/ThumbnailCache.h"
 #include "tray/ThumbnailerEntry.h"
 
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -30,6 +32,8 @@ bool near(QColor a, QColor b)
 
 } // namespace
 
+// Previews: made here for pictures, by the system's installed thumbnailers
+// for documents (as file managers run them), and shared with file managers.
 class tst_ThumbnailCache : public QObject
 {
     Q_OBJECT
@@ -152,6 +156,32 @@ private Q_SLOTS:
             QVERIFY(source.startsWith(QStringLiteral("image://tarnwick-thumbnail/")));
             QCOMPARE(ThumbnailCache::urlFromProviderId(source.mid(27)), url);
         }
+    }
+
+    void pdfThroughTheInstalledThumbnailer()
+    {
+        QVERIFY2(!QStandardPaths::findExecutable(QStringLiteral("evince-thumbnailer")).isEmpty(),
+                 "evince-thumbnailer is missing: install the Debian package evince");
+        const QString file = path(QStringLiteral("report.pdf"));
+        QVERIFY(writeFile(file, onePagePdf("1 0 0 rg 20 20 160 160 re f"))); // a large red square
+        ThumbnailCache cache({cacheRoot(), ThumbnailerEntry::installed(ThumbnailerEntry::systemDataDirs()),
+                              ThumbnailCache::kThumbnailerTimeLimit});
+        const QUrl url = QUrl::fromLocalFile(file);
+        QVERIFY2(loadAndWait(cache, url), "no installed thumbnailer made a preview of a PDF");
+        const QImage preview = cache.image(url);
+        QCOMPARE(std::max(preview.width(), preview.height()), 96);
+        const QColor centre = preview.pixelColor(preview.width() / 2, preview.height() / 2);
+        QVERIFY2(centre.red() > 200 && centre.green() < 60 && centre.blue() < 60, qPrintable(centre.name()));
+        QCOMPARE(shared(file).text(QStringLiteral("Thumb::MTime")), QString::number(mtimeOf(file)));
+
+        // A thumbnailer that hangs is stopped at the time limit.
+        const ThumbnailerEntry hanging =
+            ThumbnailerEntry::parse("[Thumbnailer Entry]\nExec=/bin/sleep 30 %o\nMimeType=application/pdf;\n");
+        ThumbnailCache slow({path(QStringLiteral("thumbnails-slow")), {hanging}, 0.5});
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(!loadAndWait(slow, url));
+        QVERIFY2(timer.elapsed() < 10000, "the hanging thumbnailer was not stopped");
     }
 
     void thumbnailerEntries_data()
