@@ -27,10 +27,10 @@ private:
     bool makeCertificate(const QString &name)
     {
         QProcess openssl;
-        openssl.start(QStringLiteral("openssl"),
-                      QStringLiteral("req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localsend-test").split(u' ')
-                          << QStringLiteral("-keyout") << path(name + QStringLiteral(".key")) << QStringLiteral("-out")
-                          << path(name + QStringLiteral(".crt")));
+        openssl.start(QStringLiteral("openssl"), QStringLiteral("req -x509 -newkey rsa:2048 -nodes -days 2 -subj "
+                                                                "/CN=localsend-test -keyout %1.key -out %1.crt")
+                                                     .arg(path(name))
+                                                     .split(u' '));
         return openssl.waitForFinished(30000) && openssl.exitCode() == 0;
     }
 

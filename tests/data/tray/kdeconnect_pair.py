@@ -1,16 +1,14 @@
 #!/usr/bin/env python3
-"""Two real KDE Connect daemons, paired with each other, for the share test.
+"""Two real KDE Connect daemons, paired with each other, for the share tests.
 
-Each daemon gets a network namespace of its own, joined to the other by a
-veth pair, so that they find each other by broadcast as two hosts on a LAN
-would, without touching the machine's real network. Each has its own home
-and its own session bus (a socket file, reachable from outside the
-namespace). Daemon "a" plays the user's computer; "b" the device files are
-sent to.
+Each daemon has a network namespace of its own, joined to the other's by a
+veth pair, so they find each other by broadcast as two hosts on a LAN would,
+without touching the machine's network; and its own home and session bus (a
+socket file, reachable from outside). "a" plays the user's computer, "b" the
+device files are sent to.
 
-    kdeconnect_pair.py WORKDIR
-
-prints one JSON line once the two are paired and b's share plugin is ready,
+usage: kdeconnect_pair.py WORKDIR
+Prints one JSON line once the two are paired and b's share plugin is ready,
 {"busA": ..., "nameB": ..., "downloadsB": ...} (or {"error": ...}), then
 answers each line of input with "ok"; "stop-b" first ends daemon b, as if
 the device went out of range. End of input tears everything down. Needs
@@ -121,13 +119,11 @@ class Pair:
                   "kdeconnectd %s on its bus" % side)
 
     def stop(self, process):
-        if process.poll() is None:
-            process.terminate()
-            try:
-                process.wait(5)
-            except subprocess.TimeoutExpired:
-                process.kill()
-                process.wait()
+        process.terminate()
+        try:
+            process.wait(5)
+        except subprocess.TimeoutExpired:
+            process.kill()
 
     def pair(self):
         id_b = self.wait(lambda: self.devices("a"), "a to see b")[0]
