@@ -239,28 +239,21 @@ private Q_SLOTS:
         QCOMPARE(checksumsUnder(loc.home), before);
     }
 
-    void readsTheStampsEveryWriterUses_data()
-    {
-        QTest::addColumn<QString>("stamp");
-        QTest::addColumn<QDateTime>("expected");
-        const QDateTime t(QDate(2026, 11, 16), QTime(8, 0, 5), Qt::UTC);
-        QTest::newRow("whole seconds") << "2026-11-16T08:00:05Z" << t;
-        QTest::newRow("microseconds, as GLib writes") << "2026-11-16T08:00:05.123456Z" << t.addMSecs(123);
-        QTest::newRow("one fraction digit") << "2026-11-16T08:00:05.5Z" << t.addMSecs(500);
-        QTest::newRow("an offset instead of Z") << "2026-11-16T10:00:05+02:00" << t;
-        QTest::newRow("garbage") << "yesterday" << QDateTime();
-    }
-
     void readsTheStampsEveryWriterUses()
     {
-        QFETCH(QString, stamp);
-        QFETCH(QDateTime, expected);
-        QByteArray xml = "<xbel><bookmark href=\"file:///x\" visited=\"" + stamp.toUtf8() + "\"/></xbel>";
+        // Whole seconds, GLib's microseconds, one fraction digit, an offset instead of Z, garbage.
+        QByteArray xml = "<xbel>";
+        for (const char *stamp : {"2026-11-16T08:00:05Z", "2026-11-16T08:00:05.123456Z", "2026-11-16T08:00:05.5Z",
+                                  "2026-11-16T10:00:05+02:00", "yesterday"})
+            xml += QByteArray("<bookmark href=\"file:///x\" visited=\"") + stamp + "\"/>";
+        xml += "</xbel>";
         QBuffer buffer(&xml);
         QVERIFY(buffer.open(QIODevice::ReadOnly));
-        const auto bookmarks = RecentlyUsedList::read(buffer);
-        QCOMPARE(bookmarks.size(), 1);
-        QCOMPARE(bookmarks.first().lastUsed(), expected);
+        QList<QDateTime> got;
+        for (const Bookmark &bookmark : RecentlyUsedList::read(buffer))
+            got.append(bookmark.lastUsed());
+        const QDateTime t(QDate(2026, 11, 16), QTime(8, 0, 5), Qt::UTC);
+        QCOMPARE(got, (QList<QDateTime>{t, t.addMSecs(123), t.addMSecs(500), t, QDateTime()}));
     }
 };
 
