@@ -131,11 +131,15 @@ class Pair:
         # A request sent while the two daemons are still settling their link
         # can be lost, and the asking side then ignores new requests until its
         # own 30 s pairing time-out; so when none has arrived after a while,
-        # the other side asks instead. Whichever side is asked accepts.
+        # the other side asks instead. Whichever side is asked accepts; a side
+        # that asked and is then asked pairs by itself, with no request left
+        # to see.
         peers = {"a": id_b, "b": id_a}
         asked = {"since": 0.0, "by": "b"}
 
         def accepted():
+            if id_b in self.devices("a", paired=True):
+                return True
             for side in ("b", "a"):
                 if "true" in self.device_call(side, peers[side], "hasPairingRequests"):
                     self.device_call(side, peers[side], "acceptPairing")
