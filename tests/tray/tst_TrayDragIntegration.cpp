@@ -35,7 +35,6 @@ private:
         auto view = std::make_unique<QQuickView>();
         QmlModule::prepare(*view->engine());
         ThumbnailCache::registerImageProvider(*view->engine());
-        view->setInitialProperties(properties);
         QQmlComponent component(view->engine());
         component.setData(qml, QUrl(QStringLiteral("file:///drag-test.qml")));
         auto *root = qobject_cast<QQuickItem *>(component.createWithInitialProperties(properties));
