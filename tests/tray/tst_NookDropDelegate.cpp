@@ -54,32 +54,17 @@ private:
 private Q_SLOTS:
     void initTestCase() { QVERIFY(m_dir.isValid()); }
 
-    void onlyFileDragsOpenTheNook_data()
-    {
-        QTest::addColumn<Urls>("urls");
-        QTest::addColumn<bool>("accepted");
-        QTest::newRow("plain text carries no URL") << Urls{} << false;
-        QTest::newRow("a web link") << Urls{QUrl(QStringLiteral("https://example.org/a.pdf"))} << false;
-        QTest::newRow("one file among links")
-            << Urls{QUrl(QStringLiteral("https://example.org/")), QUrl::fromLocalFile(QStringLiteral("/tmp/a.txt"))} << true;
-    }
-
-    void onlyFileDragsOpenTheNook()
-    {
-        QFETCH(Urls, urls);
-        QFETCH(bool, accepted);
-        Fixture f(m_dir.path());
-        QCOMPARE(f.drops.enter(urls, f.left()), accepted);
-        QCOMPARE(f.model.isDropTargeted(), accepted);
-        QCOMPARE(f.model.isExpanded(), accepted);
-        if (accepted)
-            QCOMPARE(f.model.page(), NookPage::Tray);
-    }
-
-    void theHalfUnderThePointerChooses()
+    void onlyFileDragsOpenTheNookAndTheHalfUnderThePointerChooses()
     {
         Fixture f(m_dir.path());
-        QVERIFY(f.drops.enter({file(QStringLiteral("a.txt"))}, f.right()));
+        // Plain text (no URL) and web links are no drop for the notch.
+        for (const Urls &none : {Urls{}, Urls{QUrl(QStringLiteral("https://example.org/a.pdf"))}})
+            QVERIFY(!f.drops.enter(none, f.right()));
+        QVERIFY(!f.model.isDropTargeted() && !f.model.isExpanded());
+        // One file among links is, and opens the Nook on the tray.
+        QVERIFY(f.drops.enter({QUrl(QStringLiteral("https://example.org/")), file(QStringLiteral("a.txt"))}, f.right()));
+        QVERIFY(f.model.isDropTargeted() && f.model.isExpanded());
+        QCOMPARE(f.model.page(), NookPage::Tray);
         // Still opening: everything aims at the tray.
         QCOMPARE(f.model.dropZone(), DropZone::Tray);
         f.clock.advance(NookDropDelegate::kOpeningTime);
