@@ -103,10 +103,6 @@ bool NookDropDelegate::drop(const QList<QUrl> &urls, QPointF point)
 void NookDropDelegate::deliver(DropZone zone, const QList<QUrl> &files)
 {
     Q_EMIT delivered(zone, files);
-    if (onDeliver) {
-        onDeliver(zone, files);
-        return;
-    }
     if (zone == DropZone::Tray) {
         if (!m_store)
             return;

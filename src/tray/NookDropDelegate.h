@@ -8,7 +8,6 @@
 #include <QPointer>
 #include <QUrl>
 #include <QtQml/qqmlregistration.h>
-#include <functional>
 
 class Clock;
 class NotchViewModel;
@@ -56,13 +55,10 @@ public:
     // Returns whether the drop was taken; the files arrive a moment later.
     Q_INVOKABLE bool drop(const QList<QUrl> &urls, QPointF point);
 
-    // Where dropped files go; the default adds them to the tray or offers
-    // them to nearby devices. Tests replace it to watch deliveries.
-    std::function<void(DropZone, const QList<QUrl> &)> onDeliver;
-
 Q_SIGNALS:
     void modelChanged();
     void offersTrayChanged();
+    // The dropped files that loaded, as they go to the tray or a device.
     void delivered(DropZone zone, const QList<QUrl> &files);
 
 private:

@@ -17,10 +17,8 @@ inline QMap<QString, QByteArray> checksumsUnder(const QString &root)
     while (it.hasNext()) {
         const QString path = it.next();
         QFile file(path);
-        if (file.open(QIODevice::ReadOnly))
-            sums.insert(path, QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256));
-        else
-            sums.insert(path, QByteArray("unreadable"));
+        sums.insert(path, file.open(QIODevice::ReadOnly) ? QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256)
+                                                         : QByteArray("unreadable"));
     }
     return sums;
 }

@@ -27,10 +27,10 @@ private:
     bool makeCertificate(const QString &name)
     {
         QProcess openssl;
-        openssl.start(QStringLiteral("openssl"),
-                      QStringLiteral("req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localsend-test").split(u' ')
-                          << QStringLiteral("-keyout") << path(name + QStringLiteral(".key")) << QStringLiteral("-out")
-                          << path(name + QStringLiteral(".crt")));
+        openssl.start(QStringLiteral("openssl"), QStringLiteral("req -x509 -newkey rsa:2048 -nodes -days 2 -subj "
+                                                                "/CN=localsend-test -keyout %1.key -out %1.crt")
+                                                     .arg(path(name))
+                                                     .split(u' '));
         return openssl.waitForFinished(30000) && openssl.exitCode() == 0;
     }
 
@@ -42,10 +42,8 @@ private:
         ~Receiver()
         {
             process.closeWriteChannel();
-            if (!process.waitForFinished(3000)) {
+            if (!process.waitForFinished(3000))
                 process.kill();
-                process.waitForFinished(3000);
-            }
         }
     };
 
@@ -76,17 +74,12 @@ private:
     NearbyShare::Phase sendAll(NearbyShare &share)
     {
         share.startLooking();
-        if (!QTest::qWaitFor([&] { return share.canPerform(); }, 10000))
-            return NearbyShare::Phase::Idle;
-        if (share.devices()->devices().first().name != QLatin1String("Test Phone"))
-            return NearbyShare::Phase::Idle;
-        if (!share.send(m_files) || share.phase() != NearbyShare::Phase::Choosing)
+        if (!QTest::qWaitFor([&] { return share.canPerform(); }, 10000) || !share.send(m_files))
             return NearbyShare::Phase::Idle;
         share.choose(0);
-        const auto done = [&] {
-            return share.phase() == NearbyShare::Phase::Sent || share.phase() == NearbyShare::Phase::Failed;
-        };
-        return QTest::qWaitFor(done, 30000) ? share.phase() : NearbyShare::Phase::Sending;
+        (void)QTest::qWaitFor([&] { return share.phase() != NearbyShare::Phase::Choosing
+                                     && share.phase() != NearbyShare::Phase::Sending; }, 30000);
+        return share.phase();
     }
 
 private Q_SLOTS:
@@ -102,27 +95,6 @@ private Q_SLOTS:
         QVERIFY(writeFile(path(QStringLiteral("files/notes ü.txt")), "Tarnwick sends this byte for byte.\n"));
         m_files = {QUrl::fromLocalFile(path(QStringLiteral("files/photo.raw"))),
                    QUrl::fromLocalFile(path(QStringLiteral("files/notes ü.txt")))};
-    }
-
-    void deliversEveryByte()
-    {
-        const auto before = checksumsUnder(path(QStringLiteral("files")));
-        Receiver receiver;
-        start(receiver, QStringLiteral("accept"));
-        NearbyShare share(m_clock, config(receiver.port), QDBusConnection(QString()));
-        QSignalSpy progress(&share, &NearbyShare::progressChanged);
-        QCOMPARE(sendAll(share), NearbyShare::Phase::Sent);
-        QCOMPARE(share.statusText(), QStringLiteral("Sent to Test Phone"));
-        QCOMPARE(share.progress(), 1.0);
-        QVERIFY(progress.count() >= 2);
-        QMap<QString, QByteArray> received;
-        for (auto it = before.cbegin(); it != before.cend(); ++it)
-            received.insert(receiver.outdir + QLatin1Char('/') + QFileInfo(it.key()).fileName(), it.value());
-        QCOMPARE(checksumsUnder(receiver.outdir), received);
-        QCOMPARE(checksumsUnder(path(QStringLiteral("files"))), before);
-
-        m_clock.advance(NearbyShare::kResultLinger);
-        QCOMPARE(share.phase(), NearbyShare::Phase::Idle);
     }
 
     void devicesThatStopAnsweringLeave()
@@ -146,11 +118,12 @@ private Q_SLOTS:
         QCOMPARE(share.deviceHint(), QStringLiteral("Looking for devices…"));
     }
 
-    void failuresAreClearAndLoseNothing_data()
+    void sends_data()
     {
         QTest::addColumn<QString>("mode");
         QTest::addColumn<bool>("impostor");
-        QTest::addColumn<QString>("because");
+        QTest::addColumn<QString>("because"); // empty: sent
+        QTest::newRow("every byte arrives") << "accept" << false << QString();
         QTest::newRow("the device declines") << "reject" << false << "Test Phone declined the files.";
         QTest::newRow("the device vanishes mid-transfer") << "vanish" << false << "Test Phone stopped answering.";
         QTest::newRow("an endless answer")
@@ -159,7 +132,7 @@ private Q_SLOTS:
             << "accept" << true << "Test Phone isn't the device it claimed to be (its certificate doesn't match).";
     }
 
-    void failuresAreClearAndLoseNothing()
+    void sends()
     {
         QFETCH(QString, mode);
         QFETCH(bool, impostor);
@@ -168,12 +141,23 @@ private Q_SLOTS:
         Receiver receiver;
         start(receiver, mode, impostor ? path(QStringLiteral("impostor.crt")) : QString());
         NearbyShare share(m_clock, config(receiver.port), QDBusConnection(QString()));
-        QCOMPARE(sendAll(share), NearbyShare::Phase::Failed);
-        QCOMPARE(share.lastError(), because);
-        QCOMPARE(share.statusText(), QStringLiteral("Couldn't send: ") + because);
+        QSignalSpy progress(&share, &NearbyShare::progressChanged);
+        QMap<QString, QByteArray> received;
+        if (because.isEmpty()) {
+            QCOMPARE(sendAll(share), NearbyShare::Phase::Sent);
+            QCOMPARE(share.statusText(), QStringLiteral("Sent to Test Phone"));
+            QCOMPARE(share.progress(), 1.0);
+            QVERIFY(progress.count() >= 2);
+            for (auto it = before.cbegin(); it != before.cend(); ++it)
+                received.insert(receiver.outdir + QLatin1Char('/') + QFileInfo(it.key()).fileName(), it.value());
+            m_clock.advance(NearbyShare::kResultLinger);
+            QCOMPARE(share.phase(), NearbyShare::Phase::Idle);
+        } else {
+            QCOMPARE(sendAll(share), NearbyShare::Phase::Failed);
+            QCOMPARE(share.statusText(), QStringLiteral("Couldn't send: ") + because);
+        }
+        QCOMPARE(checksumsUnder(receiver.outdir), received);
         QCOMPARE(checksumsUnder(path(QStringLiteral("files"))), before);
-        if (impostor)
-            QCOMPARE(checksumsUnder(receiver.outdir).size(), 0);
     }
 };
 

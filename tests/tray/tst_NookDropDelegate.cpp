@@ -54,32 +54,17 @@ private:
 private Q_SLOTS:
     void initTestCase() { QVERIFY(m_dir.isValid()); }
 
-    void onlyFileDragsOpenTheNook_data()
-    {
-        QTest::addColumn<Urls>("urls");
-        QTest::addColumn<bool>("accepted");
-        QTest::newRow("plain text carries no URL") << Urls{} << false;
-        QTest::newRow("a web link") << Urls{QUrl(QStringLiteral("https://example.org/a.pdf"))} << false;
-        QTest::newRow("one file among links")
-            << Urls{QUrl(QStringLiteral("https://example.org/")), QUrl::fromLocalFile(QStringLiteral("/tmp/a.txt"))} << true;
-    }
-
-    void onlyFileDragsOpenTheNook()
-    {
-        QFETCH(Urls, urls);
-        QFETCH(bool, accepted);
-        Fixture f(m_dir.path());
-        QCOMPARE(f.drops.enter(urls, f.left()), accepted);
-        QCOMPARE(f.model.isDropTargeted(), accepted);
-        QCOMPARE(f.model.isExpanded(), accepted);
-        if (accepted)
-            QCOMPARE(f.model.page(), NookPage::Tray);
-    }
-
-    void theHalfUnderThePointerChooses()
+    void onlyFileDragsOpenTheNookAndTheHalfUnderThePointerChooses()
     {
         Fixture f(m_dir.path());
-        QVERIFY(f.drops.enter({file(QStringLiteral("a.txt"))}, f.right()));
+        // Plain text (no URL) and web links are no drop for the notch.
+        for (const Urls &none : {Urls{}, Urls{QUrl(QStringLiteral("https://example.org/a.pdf"))}})
+            QVERIFY(!f.drops.enter(none, f.right()));
+        QVERIFY(!f.model.isDropTargeted() && !f.model.isExpanded());
+        // One file among links is, and opens the Nook on the tray.
+        QVERIFY(f.drops.enter({QUrl(QStringLiteral("https://example.org/")), file(QStringLiteral("a.txt"))}, f.right()));
+        QVERIFY(f.model.isDropTargeted() && f.model.isExpanded());
+        QCOMPARE(f.model.page(), NookPage::Tray);
         // Still opening: everything aims at the tray.
         QCOMPARE(f.model.dropZone(), DropZone::Tray);
         f.clock.advance(NookDropDelegate::kOpeningTime);
@@ -92,58 +77,48 @@ private Q_SLOTS:
         QCOMPARE(zone.count(), 2);
         f.drops.exit();
         QVERIFY(!f.model.isDropTargeted());
-    }
 
-    void withTheTrayOffEverythingGoesToTheDevices()
-    {
-        Fixture f(m_dir.path(), false);
-        QVERIFY(!f.drops.offersTray());
-        QVERIFY(f.drops.enter({file(QStringLiteral("a.txt"))}, f.left()));
-        QCOMPARE(f.model.dropZone(), DropZone::AirDrop);
-        f.clock.advance(1);
-        f.drops.move(f.left());
-        QCOMPARE(f.model.dropZone(), DropZone::AirDrop);
+        // With the tray page off, the whole panel sends.
+        Fixture off(m_dir.path(), false);
+        QVERIFY(off.drops.enter({file(QStringLiteral("a.txt"))}, off.left()));
+        QCOMPARE(off.model.dropZone(), DropZone::AirDrop);
+        off.clock.advance(1);
+        off.drops.move(off.left());
+        QCOMPARE(off.model.dropZone(), DropZone::AirDrop);
     }
 
     void dropsDeliverTheFilesThatLoad_data()
     {
         QTest::addColumn<bool>("waitUntilOpen");
         QTest::addColumn<bool>("onTheRight");
-        QTest::addColumn<int>("zone");
-        QTest::newRow("left half keeps them") << true << false << int(DropZone::Tray);
-        QTest::newRow("right half sends them") << true << true << int(DropZone::AirDrop);
-        QTest::newRow("a drop while opening lands in the tray") << false << true << int(DropZone::Tray);
+        QTest::addColumn<DropZone>("zone");
+        QTest::newRow("left half keeps them") << true << false << DropZone::Tray;
+        QTest::newRow("right half sends them") << true << true << DropZone::AirDrop;
+        QTest::newRow("a drop while opening lands in the tray") << false << true << DropZone::Tray;
     }
 
     void dropsDeliverTheFilesThatLoad()
     {
         QFETCH(bool, waitUntilOpen);
         QFETCH(bool, onTheRight);
-        QFETCH(int, zone);
+        QFETCH(DropZone, zone);
         Fixture f(m_dir.path());
-        QList<std::pair<DropZone, Urls>> deliveries;
-        f.drops.onDeliver = [&](DropZone z, const Urls &files) { deliveries.append({z, files}); };
-
+        f.store.setSource(TraySource::Recent);
+        QSignalSpy delivered(&f.drops, &NookDropDelegate::delivered);
         const Urls dropped{file(QStringLiteral("one.txt")), QUrl(QStringLiteral("https://example.org/x")),
                            file(QStringLiteral("sub/../two.txt"))};
+        const Urls files{file(QStringLiteral("one.txt")), file(QStringLiteral("two.txt"))};
         QVERIFY(f.drops.enter(dropped, f.left()));
         if (waitUntilOpen)
             f.clock.advance(NookDropDelegate::kOpeningTime + 0.1);
         QVERIFY(f.drops.drop(dropped, onTheRight ? f.right() : f.left()));
         QVERIFY(!f.model.isDropTargeted());
-        QTRY_COMPARE(deliveries.size(), 1);
-        QCOMPARE(int(deliveries.first().first), zone);
-        QCOMPARE(deliveries.first().second, (Urls{file(QStringLiteral("one.txt")), file(QStringLiteral("two.txt"))}));
-    }
-
-    void trayDropsShowTheTray()
-    {
-        Fixture f(m_dir.path());
-        f.store.setSource(TraySource::Recent);
-        QVERIFY(f.drops.enter({file(QStringLiteral("a.txt"))}, f.left()));
-        QVERIFY(f.drops.drop({file(QStringLiteral("a.txt"))}, f.left()));
-        QTRY_COMPARE(f.store.count(), 1);
-        QCOMPARE(f.store.source(), TraySource::Dropped);
+        QTRY_COMPARE(delivered.size(), 1);
+        QCOMPARE(delivered.first().at(0).value<DropZone>(), zone);
+        QCOMPARE(delivered.first().at(1).value<Urls>(), files);
+        // Files kept in the tray show there at once; sent ones never land in it.
+        QCOMPARE(f.store.count(), zone == DropZone::Tray ? 2 : 0);
+        QCOMPARE(f.store.source(), zone == DropZone::Tray ? TraySource::Dropped : TraySource::Recent);
         QVERIFY(!f.drops.drop({QUrl(QStringLiteral("https://example.org"))}, f.left()));
     }
 

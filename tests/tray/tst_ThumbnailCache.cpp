@@ -3,16 +3,17 @@
 #include "tray/ThumbnailCache.h"
 #include "tray/ThumbnailerEntry.h"
 
+#include <QElapsedTimer>
 #include <QGuiApplication>
-#include <QImageWriter>
 #include <QProcess>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
 namespace {
 
-QImage solid(QColor colour, int size = 600)
+QImage solid(QColor colour, int size)
 {
     QImage image(size, size, QImage::Format_RGB32);
     image.fill(colour);
@@ -31,85 +32,75 @@ bool near(QColor a, QColor b)
 
 } // namespace
 
+// Previews: made here for pictures, by the system's installed thumbnailers
+// for documents (as file managers run them), and shared with file managers.
 class tst_ThumbnailCache : public QObject
 {
     Q_OBJECT
 
 private:
     QTemporaryDir m_dir;
-    QString m_cacheRoot;
     QString path(const QString &name) const { return m_dir.filePath(name); }
-    ThumbnailCache::Options options() const { return {m_cacheRoot, {}, 2}; }
+    QString cacheRoot() const { return m_dir.filePath(QStringLiteral("cache/thumbnails")); }
+    QImage shared(const QString &file) const
+    {
+        return QImage(cacheRoot() + QStringLiteral("/normal/")
+                      + SharedThumbnails::fileName(SharedThumbnails::uriForPath(file)));
+    }
 
     // Loads one file and waits for its answer.
     static bool loadAndWait(ThumbnailCache &cache, const QUrl &url)
     {
         QSignalSpy finished(&cache, &ThumbnailCache::requestFinished);
         cache.load(url);
-        if (!finished.wait(10000))
-            return false;
-        return finished.first().at(1).toBool();
+        return finished.wait(10000) && finished.first().at(1).toBool();
     }
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        QVERIFY(m_dir.isValid());
-        m_cacheRoot = path(QStringLiteral("cache/thumbnails"));
-    }
+    void initTestCase() { QVERIFY(m_dir.isValid()); }
 
     void namesFilesAsGLibDoes()
     {
-        const QStringList paths{path(QStringLiteral("plain.png")), path(QStringLiteral("with space & ampersand.jpg")),
-                                path(QStringLiteral("ümlaut—dash.pdf")), path(QStringLiteral("odd #%?;[]{}|^`\"<>.txt")),
+        const QStringList paths{path(QStringLiteral("with space & ampersand.jpg")), path(QStringLiteral("ümlaut—dash.pdf")),
+                                path(QStringLiteral("odd #%?;[]{}|^`\"<>.txt")),
                                 path(QStringLiteral("keep !$'()*+,=:@~_-.txt"))};
         QProcess python;
-        python.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral(TRAY_TEST_DATA "/glib_names.py")});
+        python.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral(TRAY_TEST_DATA "/glib.py")});
         QVERIFY2(python.waitForStarted(), "needs Debian's python3");
         python.write(paths.join(QLatin1Char('\n')).toUtf8());
         python.closeWriteChannel();
         QVERIFY(python.waitForFinished(20000));
         QVERIFY2(python.exitCode() == 0, python.readAllStandardError().constData());
-        const QStringList lines = QString::fromUtf8(python.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-        QCOMPARE(lines.size(), paths.size());
-        for (qsizetype i = 0; i < paths.size(); ++i) {
-            const QString uri = SharedThumbnails::uriForPath(paths.at(i));
-            QCOMPARE(uri, lines.at(i).section(QLatin1Char('\t'), 0, 0));
-            QCOMPARE(SharedThumbnails::fileName(uri), lines.at(i).section(QLatin1Char('\t'), 1, 1));
-        }
+        QStringList ours;
+        for (const QString &p : paths)
+            ours.append(SharedThumbnails::uriForPath(p) + u'\t' + SharedThumbnails::fileName(SharedThumbnails::uriForPath(p)));
+        QCOMPARE(ours, QString::fromUtf8(python.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts));
     }
 
-    void makesImagePreviewsAndSharesThem_data()
+    void makesPreviewsSharesThemAndKeepsThem()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QByteArray>("format");
-        QTest::newRow("jpeg") << "photo.jpg" << QByteArray("jpeg");
-        QTest::newRow("png") << "picture one.png" << QByteArray("png");
-    }
-
-    void makesImagePreviewsAndSharesThem()
-    {
-        QFETCH(QString, name);
-        QFETCH(QByteArray, format);
-        const QString file = path(name);
-        QVERIFY(QImageWriter(file, format).write(solid(QColor(20, 60, 220))));
-        ThumbnailCache cache(options());
+        const QString file = path(QStringLiteral("picture one.jpg"));
+        QVERIFY(solid(QColor(20, 60, 220), 600).save(file));
+        ThumbnailCache cache({cacheRoot(), {}, 2});
         const QUrl url = QUrl::fromLocalFile(file);
         QSignalSpy changed(&cache, &ThumbnailCache::imagesChanged);
-        QVERIFY(!cache.hasThumbnail(url));
         QVERIFY(loadAndWait(cache, url));
         QCOMPARE(changed.count(), 1);
         QCOMPARE(cache.image(url).size(), QSize(96, 96));
         QVERIFY(near(cache.image(url).pixelColor(48, 48), QColor(20, 60, 220)));
         QVERIFY(cache.source(url).endsWith(QStringLiteral("/t")));
 
-        const QString uri = SharedThumbnails::uriForPath(file);
-        const QImage written(m_cacheRoot + QStringLiteral("/normal/") + SharedThumbnails::fileName(uri));
+        // Written where file managers look, as they write it, for this user only.
+        const QImage written = shared(file);
         QCOMPARE(written.size(), QSize(128, 128));
-        QCOMPARE(written.text(QStringLiteral("Thumb::URI")), uri);
+        QCOMPARE(written.text(QStringLiteral("Thumb::URI")), SharedThumbnails::uriForPath(file));
         QCOMPARE(written.text(QStringLiteral("Thumb::MTime")), QString::number(mtimeOf(file)));
-        QCOMPARE(QFileInfo(m_cacheRoot + QStringLiteral("/normal")).permissions() & (QFile::ReadOther | QFile::ReadGroup),
+        QCOMPARE(QFileInfo(cacheRoot() + QStringLiteral("/normal")).permissions() & (QFile::ReadOther | QFile::ReadGroup),
                  QFile::Permissions());
+
+        // The preview outlives its file.
+        QVERIFY(QFile::remove(file));
+        QVERIFY(near(cache.image(url).pixelColor(5, 5), QColor(20, 60, 220)));
     }
 
     void sharedCacheIsUsedOnlyWhileFresh()
@@ -118,19 +109,18 @@ private Q_SLOTS:
         QVERIFY(solid(Qt::blue, 300).save(file));
         const QString uri = SharedThumbnails::uriForPath(file);
         // A file manager left a (red) preview for this exact version of the file.
-        QVERIFY(SharedThumbnails::store(m_cacheRoot, uri, mtimeOf(file), QStringLiteral("image/png"), solid(Qt::red, 128)));
+        QVERIFY(SharedThumbnails::store(cacheRoot(), uri, mtimeOf(file), QStringLiteral("image/png"), solid(Qt::red, 128)));
         {
-            ThumbnailCache cache(options());
+            ThumbnailCache cache({cacheRoot(), {}, 2});
             QVERIFY(loadAndWait(cache, QUrl::fromLocalFile(file)));
             QVERIFY(near(cache.image(QUrl::fromLocalFile(file)).pixelColor(10, 10), Qt::red));
         }
         // The file changed since: the old preview is ignored and replaced.
-        QVERIFY(SharedThumbnails::store(m_cacheRoot, uri, mtimeOf(file) - 100, QStringLiteral("image/png"), solid(Qt::red, 128)));
-        ThumbnailCache cache(options());
+        QVERIFY(SharedThumbnails::store(cacheRoot(), uri, mtimeOf(file) - 100, QStringLiteral("image/png"), solid(Qt::red, 128)));
+        ThumbnailCache cache({cacheRoot(), {}, 2});
         QVERIFY(loadAndWait(cache, QUrl::fromLocalFile(file)));
         QVERIFY(near(cache.image(QUrl::fromLocalFile(file)).pixelColor(10, 10), Qt::blue));
-        const QImage rewritten(m_cacheRoot + QStringLiteral("/normal/") + SharedThumbnails::fileName(uri));
-        QCOMPARE(rewritten.text(QStringLiteral("Thumb::MTime")), QString::number(mtimeOf(file)));
+        QCOMPARE(shared(file).text(QStringLiteral("Thumb::MTime")), QString::number(mtimeOf(file)));
     }
 
     void withoutPreviewTheIconStandsInAndFailuresAreNotRetried()
@@ -139,12 +129,10 @@ private Q_SLOTS:
         QVERIFY(writeFile(corrupt, QByteArray("\xff\xd8\xff\xe0", 4) + QByteArray(3000, 'x')));
         const QString text = path(QStringLiteral("notes.txt"));
         QVERIFY(writeFile(text, "hello"));
-        ThumbnailCache cache(options());
-
+        ThumbnailCache cache({cacheRoot(), {}, 2});
         for (const QString &file : {corrupt, text}) {
             const QUrl url = QUrl::fromLocalFile(file);
             const QImage before = cache.image(url); // never loaded: the type's icon
-            QVERIFY(!before.isNull());
             QVERIFY(before.width() <= 96 && before.height() <= 96 && before.width() >= 48);
             QVERIFY(!loadAndWait(cache, url));
             QVERIFY(!cache.hasThumbnail(url));
@@ -155,32 +143,45 @@ private Q_SLOTS:
             cache.load(url);
             QCOMPARE(cache.pendingCount(), 0);
             QVERIFY(!again.wait(200));
-            QVERIFY(!QFile::exists(m_cacheRoot + QStringLiteral("/normal/")
-                                   + SharedThumbnails::fileName(SharedThumbnails::uriForPath(file))));
+            QVERIFY(shared(file).isNull());
         }
-    }
-
-    void previewOutlivesItsFile()
-    {
-        const QString file = path(QStringLiteral("soon-gone.png"));
-        QVERIFY(solid(Qt::green, 200).save(file));
-        ThumbnailCache cache(options());
-        const QUrl url = QUrl::fromLocalFile(file);
-        QVERIFY(loadAndWait(cache, url));
-        QVERIFY(QFile::remove(file));
-        QVERIFY(cache.hasThumbnail(url));
-        QVERIFY(near(cache.image(url).pixelColor(5, 5), Qt::green));
     }
 
     void providerIdsSurviveAnyUrl()
     {
-        ThumbnailCache cache(options());
+        ThumbnailCache cache({cacheRoot(), {}, 2});
         for (const QString &name : {QStringLiteral("a b/c#d?e%f.png"), QStringLiteral("ü/../x.txt")}) {
             const QUrl url = QUrl::fromLocalFile(path(name));
             const QString source = cache.source(url);
             QVERIFY(source.startsWith(QStringLiteral("image://tarnwick-thumbnail/")));
             QCOMPARE(ThumbnailCache::urlFromProviderId(source.mid(27)), url);
         }
+    }
+
+    void pdfThroughTheInstalledThumbnailer()
+    {
+        QVERIFY2(!QStandardPaths::findExecutable(QStringLiteral("evince-thumbnailer")).isEmpty(),
+                 "evince-thumbnailer is missing: install the Debian package evince");
+        const QString file = path(QStringLiteral("report.pdf"));
+        QVERIFY(writeFile(file, onePagePdf("1 0 0 rg 20 20 160 160 re f"))); // a large red square
+        ThumbnailCache cache({cacheRoot(), ThumbnailerEntry::installed(ThumbnailerEntry::systemDataDirs()),
+                              ThumbnailCache::kThumbnailerTimeLimit});
+        const QUrl url = QUrl::fromLocalFile(file);
+        QVERIFY2(loadAndWait(cache, url), "no installed thumbnailer made a preview of a PDF");
+        const QImage preview = cache.image(url);
+        QCOMPARE(std::max(preview.width(), preview.height()), 96);
+        const QColor centre = preview.pixelColor(preview.width() / 2, preview.height() / 2);
+        QVERIFY2(centre.red() > 200 && centre.green() < 60 && centre.blue() < 60, qPrintable(centre.name()));
+        QCOMPARE(shared(file).text(QStringLiteral("Thumb::MTime")), QString::number(mtimeOf(file)));
+
+        // A thumbnailer that hangs is stopped at the time limit.
+        const ThumbnailerEntry hanging =
+            ThumbnailerEntry::parse("[Thumbnailer Entry]\nExec=/bin/sleep 30 %o\nMimeType=application/pdf;\n");
+        ThumbnailCache slow({path(QStringLiteral("thumbnails-slow")), {hanging}, 0.5});
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(!loadAndWait(slow, url));
+        QVERIFY2(timer.elapsed() < 10000, "the hanging thumbnailer was not stopped");
     }
 
     void thumbnailerEntries_data()

@@ -35,7 +35,6 @@ private:
         auto view = std::make_unique<QQuickView>();
         QmlModule::prepare(*view->engine());
         ThumbnailCache::registerImageProvider(*view->engine());
-        view->setInitialProperties(properties);
         QQmlComponent component(view->engine());
         component.setData(qml, QUrl(QStringLiteral("file:///drag-test.qml")));
         auto *root = qobject_cast<QQuickItem *>(component.createWithInitialProperties(properties));
@@ -54,16 +53,13 @@ private:
     // Presses at `from`, drags to `to` in small steps, and lets go.
     static bool drag(QPoint from, QPoint to)
     {
-        QStringList args{QStringLiteral("mousemove"), QString::number(from.x()), QString::number(from.y()),
-                         QStringLiteral("sleep"), QStringLiteral("0.2"), QStringLiteral("mousedown"), QStringLiteral("1")};
+        QString script = QStringLiteral("mousemove %1 %2 sleep 0.2 mousedown 1").arg(from.x()).arg(from.y());
         for (int step = 1; step <= 12; ++step) {
             const QPoint p = from + (to - from) * step / 12;
-            args << QStringLiteral("mousemove") << QString::number(p.x()) << QString::number(p.y())
-                 << QStringLiteral("sleep") << QStringLiteral("0.06");
+            script += QStringLiteral(" mousemove %1 %2 sleep 0.06").arg(p.x()).arg(p.y());
         }
-        args << QStringLiteral("sleep") << QStringLiteral("0.3") << QStringLiteral("mouseup") << QStringLiteral("1");
         QProcess xdotool;
-        xdotool.start(QStringLiteral("xdotool"), args);
+        xdotool.start(QStringLiteral("xdotool"), (script + QStringLiteral(" sleep 0.3 mouseup 1")).split(u' '));
         if (!xdotool.waitForStarted(5000)) {
             qCritical("xdotool is missing: install the Debian package xdotool");
             return false;

@@ -1,8 +1,12 @@
-#include "TrayScreens.h"
 #include "TrayTestFiles.h"
+#include "app/NookSettings.h"
 #include "core/ManualClock.h"
 #include "core/QmlModule.h"
+#include "core/UserDefaults.h"
+#include "notch/NotchViewModel.h"
 #include "tray/FileFeeds.h"
+#include "tray/NearbyShare.h"
+#include "tray/NookDropDelegate.h"
 #include "tray/ThumbnailCache.h"
 #include "tray/TrayStore.h"
 
@@ -48,6 +52,9 @@ QByteArray documentPdf()
 
 } // namespace
 
+// The tray page, the drop choice and the nearby-device chooser in their
+// states: checked for which parts show, and grabbed into
+// $TARNWICK_SCREENSHOTS (when set) for a person to look at.
 class tst_TrayPageView : public QObject
 {
     Q_OBJECT
@@ -58,22 +65,42 @@ private:
     std::unique_ptr<ThumbnailCache> m_thumbnails;
     std::unique_ptr<TrayStore> m_store;
     std::unique_ptr<FileFeeds> m_feeds;
+    std::unique_ptr<UserDefaults> m_defaults;
+    std::unique_ptr<NookSettings> m_settings;
+    std::unique_ptr<NotchViewModel> m_model;
+    std::unique_ptr<NearbyShare> m_share;
     std::unique_ptr<QQuickView> m_view;
-    QStringList m_trayFiles;
+    QList<QUrl> m_trayFiles;
 
     QString home(const QString &rel) const { return m_home.filePath(rel); }
-    QQuickItem *find(const char *name) const { return m_view->rootObject()->findChild<QQuickItem *>(QLatin1String(name)); }
-    bool shows(const char *name) const
+    QQuickItem *find(QQuickView &view, const char *name) const
     {
-        QQuickItem *item = find(name);
-        return item && item->isVisible();
+        return view.rootObject()->findChild<QQuickItem *>(QLatin1String(name));
     }
-    void settle()
+
+    std::unique_ptr<QQuickView> show(const QString &qml, const QVariantMap &properties = {})
     {
-        QTRY_COMPARE_WITH_TIMEOUT(m_thumbnails->pendingCount(), 0, 20000);
-        QTRY_VERIFY(m_feeds->downloadsStatus() != FileFeeds::Status::Loading);
-        QTRY_VERIFY(m_feeds->recentStatus() != FileFeeds::Status::Loading);
-        QTest::qWait(30);
+        auto view = std::make_unique<QQuickView>();
+        QmlModule::prepare(*view->engine());
+        ThumbnailCache::registerImageProvider(*view->engine());
+        view->setColor(Qt::black);
+        view->setResizeMode(QQuickView::SizeRootObjectToView);
+        view->setInitialProperties(properties);
+        view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/") + qml));
+        if (view->status() != QQuickView::Ready)
+            qWarning() << view->errors();
+        view->resize(530, 120);
+        view->show();
+        return view;
+    }
+
+    static bool grab(QQuickWindow &window, const QString &name)
+    {
+        QTest::qWait(250); // let colour fades and late pictures settle
+        const QImage image = window.grabWindow();
+        const QString dir = qEnvironmentVariable("TARNWICK_SCREENSHOTS");
+        return !image.isNull()
+            && (dir.isEmpty() || (QDir().mkpath(dir) && image.save(dir + u'/' + name + QStringLiteral(".png"))));
     }
 
 private Q_SLOTS:
@@ -81,29 +108,23 @@ private Q_SLOTS:
     {
         QVERIFY(m_home.isValid());
         const QString downloads = home(QStringLiteral("Downloads"));
-        QVERIFY(QDir().mkpath(downloads));
-        const QStringList downloadNames{
-            QStringLiteral("Boarding pass.pdf"), QStringLiteral("IMG_2041.jpg"), QStringLiteral("setup-notes.txt"),
-            QStringLiteral("Invoice 0042.pdf"), QStringLiteral("Sunset.png"), QStringLiteral("archive-2026.zip"),
-            QStringLiteral("Slides"), QStringLiteral("IMG_2040.jpg"), QStringLiteral("recording.ogg"),
-            QStringLiteral("Lake.jpg")};
         int seed = 0;
-        for (const QString &name : downloadNames) {
-            const QString path = downloads + QLatin1Char('/') + name;
-            if (name.endsWith(QLatin1String(".jpg")) || name.endsWith(QLatin1String(".png")))
+        for (const char *name : {"Boarding pass.pdf", "IMG_2041.jpg", "setup-notes.txt", "Invoice 0042.pdf", "Sunset.png",
+                                 "archive-2026.zip", "Slides", "IMG_2040.jpg", "recording.ogg", "Lake.jpg"}) {
+            const QString path = downloads + u'/' + QString::fromUtf8(name);
+            if (path.endsWith(QLatin1String(".jpg")) || path.endsWith(QLatin1String(".png")))
                 QVERIFY(scene(seed++).save(path));
-            else if (name.endsWith(QLatin1String(".pdf")))
+            else if (path.endsWith(QLatin1String(".pdf")))
                 QVERIFY(writeFile(path, documentPdf()));
-            else if (!name.contains(QLatin1Char('.')))
+            else if (path.endsWith(QLatin1String("Slides")))
                 QVERIFY(QDir().mkpath(path));
             else
-                QVERIFY(writeFile(path, name.toUtf8()));
+                QVERIFY(writeFile(path, name));
             QTest::qWait(6);
         }
         for (const char *name : {"Lake.jpg", "Invoice 0042.pdf", "Sunset.png", "setup-notes.txt", "IMG_2041.jpg", "Slides",
                                  "archive-2026.zip", "Boarding pass.pdf"})
-            m_trayFiles.append(downloads + QLatin1Char('/') + QString::fromUtf8(name));
-
+            m_trayFiles.append(QUrl::fromLocalFile(downloads + u'/' + QString::fromUtf8(name)));
         QProcess python;
         python.start(QStringLiteral("/usr/bin/python3"),
                      {QStringLiteral(TRAY_TEST_DATA "/make_recent.py"), m_home.path(),
@@ -117,32 +138,33 @@ private Q_SLOTS:
         m_feeds = std::make_unique<FileFeeds>(*m_thumbnails, m_clock,
                                               FileFeeds::Locations{downloads, home(QStringLiteral(".local/share/recently-used.xbel")),
                                                                    m_home.path()});
+        m_defaults = std::make_unique<UserDefaults>(home(QStringLiteral("defaults.conf")));
+        m_settings = std::make_unique<NookSettings>(*m_defaults);
+        m_model = std::make_unique<NotchViewModel>(NotchGeometry(QSizeF(190, 32), false, QRectF(0, 0, 1920, 1080)),
+                                                   *m_settings, m_clock);
+        // Discovery goes nowhere: an unused port, and no session bus.
+        LocalSendClient::Config config = NearbyShare::defaultLocalSendConfig();
+        config.port = 9;
+        m_share = std::make_unique<NearbyShare>(m_clock, config, QDBusConnection(QString()));
         ThumbnailCache::setInstance(m_thumbnails.get());
         TrayStore::setInstance(m_store.get());
         FileFeeds::setInstance(m_feeds.get());
+        NearbyShare::setInstance(m_share.get());
 
-        m_view = std::make_unique<QQuickView>();
-        QmlModule::prepare(*m_view->engine());
-        ThumbnailCache::registerImageProvider(*m_view->engine());
-        m_view->setColor(Qt::black);
-        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
-        m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/TrayPageView.qml")));
-        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(m_view->errors().value(0).toString()));
-        m_view->resize(530, 120);
-        m_view->show();
+        m_view = show(QStringLiteral("TrayPageView.qml"));
         QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
     }
 
     void cleanupTestCase()
     {
         m_view.reset();
+        NearbyShare::setInstance(nullptr);
         TrayStore::setInstance(nullptr);
         FileFeeds::setInstance(nullptr);
         ThumbnailCache::setInstance(nullptr);
     }
 
-    // Each state of the page: which of its parts show. Rows run in order
-    // on one view, as a person would move through them.
+    // Rows run in order on one view, as a person would move through them.
     void showsEachState_data()
     {
         QTest::addColumn<TraySource>("source");
@@ -171,29 +193,24 @@ private Q_SLOTS:
         const QString downloads = home(QStringLiteral("Downloads"));
         if (downloadsGone)
             QVERIFY(QDir().rename(downloads, downloads + QStringLiteral(".away")));
-        if (filled && m_store->isEmpty()) {
-            QList<QUrl> urls;
-            for (const QString &f : std::as_const(m_trayFiles))
-                urls.append(QUrl::fromLocalFile(f));
-            QVERIFY(m_store->add(urls));
-        }
+        if (filled && m_store->isEmpty())
+            QVERIFY(m_store->add(m_trayFiles));
         m_store->setSource(source);
         if (downloadsGone)
             m_feeds->refreshDownloads();
         m_view->rootObject()->setProperty("dropTargeted", dropTargeted);
-        settle();
+        QTRY_COMPARE_WITH_TIMEOUT(m_thumbnails->pendingCount(), 0, 20000);
+        QTRY_VERIFY(m_feeds->downloadsStatus() != FileFeeds::Status::Loading);
+        QTRY_VERIFY(m_feeds->recentStatus() != FileFeeds::Status::Loading);
+        QTest::qWait(30);
 
-        for (const char *part : {"dropZone", "clearButton", "grid", "feedMessage"})
-            QVERIFY2(shows(part) == shown.contains(QLatin1String(part)), part);
-        if (shown.contains(QStringLiteral("clearButton")))
-            QCOMPARE(find("grid")->property("count").toInt(), m_trayFiles.size());
-        if (filled)
-            QVERIFY(m_thumbnails->hasThumbnail(QUrl::fromLocalFile(m_trayFiles.first())));
-        if (downloadsGone) {
-            QCOMPARE(find("feedMessage")->property("title").toString(), QStringLiteral("Tarnwick can't see your Downloads"));
-            QCOMPARE(find("feedMessage")->property("symbol").toString(), QStringLiteral("lock"));
+        for (const char *part : {"dropZone", "clearButton", "grid", "feedMessage"}) {
+            QQuickItem *item = find(*m_view, part);
+            QVERIFY2((item && item->isVisible()) == shown.contains(QLatin1String(part)), part);
         }
-        QVERIFY(grabScreen(*m_view, QString::fromLatin1(QTest::currentDataTag())));
+        if (shown.contains(QStringLiteral("clearButton")))
+            QCOMPARE(find(*m_view, "grid")->property("count").toInt(), m_trayFiles.size());
+        QVERIFY(grab(*m_view, QString::fromLatin1(QTest::currentDataTag())));
         m_view->rootObject()->setProperty("dropTargeted", false);
         if (downloadsGone)
             QVERIFY(QDir().rename(downloads + QStringLiteral(".away"), downloads));
@@ -203,11 +220,68 @@ private Q_SLOTS:
     {
         m_store->setSource(TraySource::Dropped);
         const int before = m_store->count();
-        const QString doomed = home(QStringLiteral("Downloads/setup-notes.txt"));
-        QVERIFY(QFile::remove(doomed));
+        QVERIFY(QFile::remove(home(QStringLiteral("Downloads/setup-notes.txt"))));
         m_view->rootObject()->setProperty("active", false);
         m_view->rootObject()->setProperty("active", true);
         QCOMPARE(m_store->count(), before - 1);
+    }
+
+    void dropChoiceLightsTheHalfUnderThePointer()
+    {
+        NookDropDelegate drops(m_clock, m_store.get(), m_share.get());
+        drops.setModel(m_model.get());
+        auto view = show(QStringLiteral("DropChoiceView.qml"), {{QStringLiteral("delegate"), QVariant::fromValue(&drops)}});
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        QVERIFY(!view->rootObject()->isVisible() || view->rootObject()->opacity() == 0);
+
+        const QPointF centre = m_model->geometry().baseRect().center();
+        QVERIFY(drops.enter({QUrl::fromLocalFile(QStringLiteral("/tmp/a.txt"))}, centre + QPointF(120, 0)));
+        m_clock.advance(1);
+        drops.move(centre - QPointF(120, 0));
+        QTRY_COMPARE(view->rootObject()->opacity(), 1.0);
+        QQuickItem *tray = find(*view, "trayChoice");
+        QQuickItem *device = find(*view, "deviceChoice");
+        QVERIFY(tray && device);
+        QVERIFY(tray->property("lit").toBool() && !device->property("lit").toBool());
+        QVERIFY(grab(*view, QStringLiteral("drop-choice-tray")));
+
+        drops.move(centre + QPointF(120, 0));
+        QVERIFY(device->property("lit").toBool() && !tray->property("lit").toBool());
+        QVERIFY(grab(*view, QStringLiteral("drop-choice-device")));
+
+        // Without the tray, the device card takes the whole width.
+        m_settings->setShowsTray(false);
+        QVERIFY(!tray->isVisible());
+        QCOMPARE(device->width(), view->rootObject()->width() - 20);
+        QVERIFY(grab(*view, QStringLiteral("drop-choice-device-only")));
+        m_settings->setShowsTray(true);
+        drops.exit();
+    }
+
+    void nearbyChooserAndFailure()
+    {
+        auto view = show(QStringLiteral("NearbySendView.qml"));
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        QVERIFY(!view->rootObject()->isVisible());
+        m_share->devices()->upsert({NearbyDevice::Kind::LocalSend, QStringLiteral("AB12"), QStringLiteral("Pixel 8"),
+                                    QStringLiteral("mobile"), QHostAddress::LocalHost, 9, true});
+        m_share->devices()->upsert({NearbyDevice::Kind::KdeConnect, QStringLiteral("k1"), QStringLiteral("Studio laptop"),
+                                    QStringLiteral("desktop"), {}, 0, false});
+        const QString file = home(QStringLiteral("Holiday.jpg"));
+        QVERIFY(writeFile(file, "jpeg"));
+        QVERIFY(m_share->send({QUrl::fromLocalFile(file)}));
+        QTRY_VERIFY(view->rootObject()->isVisible());
+        QCOMPARE(m_share->statusText(), QStringLiteral("Send Holiday.jpg to…"));
+        QCOMPARE(find(*view, "deviceList")->property("count").toInt(), 2);
+        QVERIFY(grab(*view, QStringLiteral("nearby-choose")));
+
+        // Port 9 on this machine has no receiver: the failure shows, then goes.
+        m_share->choose(0);
+        QTRY_COMPARE_WITH_TIMEOUT(m_share->phase(), NearbyShare::Phase::Failed, 20000);
+        QCOMPARE(m_share->lastError(), QStringLiteral("Pixel 8 isn't reachable any more."));
+        QVERIFY(grab(*view, QStringLiteral("nearby-failed")));
+        m_clock.advance(NearbyShare::kResultLinger);
+        QTRY_VERIFY(!view->rootObject()->isVisible());
     }
 };
 

@@ -1,21 +1,18 @@
 #!/usr/bin/env python3
-"""Two real KDE Connect daemons, paired with each other, for the share test.
+"""Two real KDE Connect daemons, paired with each other, for the share tests.
 
-Each daemon gets a network namespace of its own, joined to the other by a
-veth pair, so that they find each other by broadcast as two hosts on a LAN
-would, without touching the machine's real network. Each has its own home
-and its own session bus (a socket file, reachable from outside the
-namespace). Daemon "a" plays the user's computer; "b" the device files are
-sent to.
+Each daemon has a network namespace of its own, joined to the other's by a
+veth pair, so they find each other by broadcast as two hosts on a LAN would,
+without touching the machine's network; and its own home and session bus (a
+socket file, reachable from outside). "a" plays the user's computer, "b" the
+device files are sent to.
 
-    kdeconnect_pair.py WORKDIR
-
-prints one JSON line once the two are paired and b's share plugin is ready:
-    {"busA": ..., "busB": ..., "idA": ..., "idB": ..., "nameB": ..., "downloadsB": ...}
-then reads commands from stdin, one per line, answering each with "ok":
-    stop-b    ends daemon b, as if the device went out of range
-End of input tears everything down. Needs root (for the namespaces) and
-Debian's kdeconnect, iproute2 and dbus packages.
+usage: kdeconnect_pair.py WORKDIR
+Prints one JSON line once the two are paired and b's share plugin is ready,
+{"busA": ..., "nameB": ..., "downloadsB": ...} (or {"error": ...}), then
+answers each line of input with "ok"; "stop-b" first ends daemon b, as if
+the device went out of range. End of input tears everything down. Needs
+root (for the namespaces) and Debian's kdeconnect, iproute2 and dbus.
 """
 
 import json
@@ -47,22 +44,18 @@ class Pair:
     def bus(self, side):
         return "unix:path=" + os.path.join(self.workdir, side, "bus")
 
-    def dbus(self, side, path, method, *args, interface=None):
-        member = (interface + "." + method) if interface else method
-        result = subprocess.run(
-            ["dbus-send", "--bus=" + self.bus(side), "--print-reply", "--dest=" + SERVICE, path, member, *args],
-            capture_output=True, text=True, timeout=10)
-        return result.stdout if result.returncode == 0 else None
+    def dbus(self, side, path, member, *args, dest=SERVICE):
+        result = subprocess.run(["dbus-send", "--bus=" + self.bus(side), "--print-reply", "--dest=" + dest, path,
+                                 member, *args], capture_output=True, text=True, timeout=10)
+        return result.stdout if result.returncode == 0 else ""
 
-    def devices(self, side, only_reachable, only_paired):
-        out = self.dbus(side, "/modules/kdeconnect", "devices",
-                        "boolean:" + str(only_reachable).lower(), "boolean:" + str(only_paired).lower(),
-                        interface="org.kde.kdeconnect.daemon") or ""
+    def devices(self, side, paired=False):  # reachable ones only
+        out = self.dbus(side, "/modules/kdeconnect", "org.kde.kdeconnect.daemon.devices", "boolean:true",
+                        "boolean:" + str(paired).lower())
         return re.findall(r'string "([^"]+)"', out)
 
     def device_call(self, side, device, method, *args):
-        return self.dbus(side, "/modules/kdeconnect/devices/" + device, method, *args,
-                         interface="org.kde.kdeconnect.device")
+        return self.dbus(side, "/modules/kdeconnect/devices/" + device, "org.kde.kdeconnect.device." + method, *args)
 
     def wait(self, condition, what, timeout=30):
         deadline = time.monotonic() + timeout
@@ -121,36 +114,34 @@ class Pair:
         self.processes.append(daemon)
         # Calls made before the daemon owns its name would have the bus start
         # a second one from its service file.
-        self.wait(lambda: self.has_owner(side), "kdeconnectd %s on its bus" % side)
-
-    def has_owner(self, side):
-        result = subprocess.run(["dbus-send", "--bus=" + self.bus(side), "--print-reply", "--dest=org.freedesktop.DBus",
-                                 "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner", "string:" + SERVICE],
-                                capture_output=True, text=True, timeout=10)
-        return "boolean true" in result.stdout
+        self.wait(lambda: "boolean true" in self.dbus(side, "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner",
+                                                      "string:" + SERVICE, dest="org.freedesktop.DBus"),
+                  "kdeconnectd %s on its bus" % side)
 
     def stop(self, process):
-        if process.poll() is None:
-            process.terminate()
-            try:
-                process.wait(5)
-            except subprocess.TimeoutExpired:
-                process.kill()
-                process.wait()
+        process.terminate()
+        try:
+            process.wait(5)
+        except subprocess.TimeoutExpired:
+            process.kill()
 
     def pair(self):
-        id_b = self.wait(lambda: self.devices("a", True, False), "a to see b")[0]
-        id_a = self.wait(lambda: self.devices("b", True, False), "b to see a")[0]
+        id_b = self.wait(lambda: self.devices("a"), "a to see b")[0]
+        id_a = self.wait(lambda: self.devices("b"), "b to see a")[0]
         # A request sent while the two daemons are still settling their link
         # can be lost, and the asking side then ignores new requests until its
         # own 30 s pairing time-out; so when none has arrived after a while,
-        # the other side asks instead. Whichever side is asked accepts.
+        # the other side asks instead. Whichever side is asked accepts; a side
+        # that asked and is then asked pairs by itself, with no request left
+        # to see.
         peers = {"a": id_b, "b": id_a}
         asked = {"since": 0.0, "by": "b"}
 
         def accepted():
+            if id_b in self.devices("a", paired=True):
+                return True
             for side in ("b", "a"):
-                if "true" in (self.device_call(side, peers[side], "hasPairingRequests") or ""):
+                if "true" in self.device_call(side, peers[side], "hasPairingRequests"):
                     self.device_call(side, peers[side], "acceptPairing")
                     return True
             if time.monotonic() - asked["since"] > 4:
@@ -160,10 +151,9 @@ class Pair:
             return False
 
         self.wait(accepted, "a pairing request", timeout=40)
-        self.wait(lambda: id_b in self.devices("a", True, True), "the pairing")
-        self.wait(lambda: "true" in (self.device_call("a", id_b, "hasPlugin", "string:kdeconnect_share") or ""),
+        self.wait(lambda: id_b in self.devices("a", paired=True), "the pairing")
+        self.wait(lambda: "true" in self.device_call("a", id_b, "hasPlugin", "string:kdeconnect_share"),
                   "the share plugin")
-        return id_a, id_b
 
     def teardown(self):
         for process in reversed(self.processes):
@@ -183,9 +173,8 @@ def main():
         pair.network()
         pair.start("a")
         pair.start("b")
-        id_a, id_b = pair.pair()
-        print(json.dumps({"busA": pair.bus("a"), "busB": pair.bus("b"), "idA": id_a, "idB": id_b,
-                          "nameB": NAMES["b"],
+        pair.pair()
+        print(json.dumps({"busA": pair.bus("a"), "nameB": NAMES["b"],
                           "downloadsB": os.path.join(pair.workdir, "b", "home", "Downloads")}), flush=True)
         for line in sys.stdin:
             if line.strip() == "stop-b":

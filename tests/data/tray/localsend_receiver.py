@@ -4,7 +4,8 @@ it announces itself on the multicast group, answers announcements, and
 takes uploads over HTTPS with the given certificate.
 
 usage: localsend_receiver.py PORT CERT KEY OUTDIR MODE [ANNOUNCED_CERT]
-MODE: accept | reject | vanish (dies in the middle of the first upload)
+MODE: accept | reject | vanish (dies in the middle of the first upload) |
+flood (answers prepare-upload with 8 MiB)
 ANNOUNCED_CERT: announce this certificate's fingerprint instead of CERT's.
 Prints "ready" once it listens."""
 import hashlib
@@ -24,12 +25,8 @@ announced = sys.argv[6] if len(sys.argv) > 6 else cert
 GROUP = "224.0.0.167"
 
 
-def fingerprint(path):
-    with open(path) as f:
-        return hashlib.sha256(ssl.PEM_cert_to_DER_cert(f.read())).hexdigest().upper()
-
-
-FINGERPRINT = fingerprint(announced)
+with open(announced) as f:
+    FINGERPRINT = hashlib.sha256(ssl.PEM_cert_to_DER_cert(f.read())).hexdigest().upper()
 sessions = {}
 
 
@@ -56,19 +53,17 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 return self.reply(403)
             if mode == "flood":
                 return self.reply(200, {"sessionId": "s1", "padding": "x" * (8 << 20)})
-            files = request["files"]
-            sessions["s1"] = {fid: ("tok-" + fid, meta) for fid, meta in files.items()}
-            return self.reply(200, {"sessionId": "s1", "files": {fid: "tok-" + fid for fid in files}})
+            sessions.update({"tok-" + fid: meta["fileName"] for fid, meta in request["files"].items()})
+            return self.reply(200, {"sessionId": "s1", "files": {fid: "tok-" + fid for fid in request["files"]}})
         if url.path == "/api/localsend/v2/upload":
-            session = sessions.get(query.get("sessionId"), {})
-            entry = session.get(query.get("fileId"))
-            if not entry or entry[0] != query.get("token"):
+            name = sessions.get(query.get("token"))
+            if query.get("sessionId") != "s1" or name is None or query.get("token") != "tok-" + query.get("fileId"):
                 return self.reply(403)
             if mode == "vanish":
                 self.rfile.read(min(length, 65536))
                 os._exit(0)
             data = self.rfile.read(length)
-            with open(os.path.join(outdir, entry[1]["fileName"]), "wb") as f:
+            with open(os.path.join(outdir, name), "wb") as f:
                 f.write(data)
             return self.reply(200)
         if url.path == "/api/localsend/v2/cancel":
