@@ -24,10 +24,22 @@ double linearise(double c)
     return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
 }
 
+double encode(double c)
+{
+    c = std::clamp(c, 0.0, 1.0);
+    return c <= 0.0031308 ? c * 12.92 : 1.055 * std::pow(c, 1.0 / 2.4) - 0.055;
+}
+
 double labF(double t)
 {
     constexpr double d = 6.0 / 29.0;
     return t > d * d * d ? std::cbrt(t) : t / (3 * d * d) + 4.0 / 29.0;
+}
+
+double labFInverse(double t)
+{
+    constexpr double d = 6.0 / 29.0;
+    return t > d ? t * t * t : 3 * d * d * (t - 4.0 / 29.0);
 }
 
 int component(int key, int channel)
@@ -79,6 +91,20 @@ Lab Lab::fromRgb(const RGB &rgb)
     const double fy = labF(y / kYn);
     const double fz = labF(z / kZn);
     return {116 * fy - 16, 500 * (fx - fy), 200 * (fy - fz)};
+}
+
+RGB Lab::rgb() const
+{
+    const double fy = (L + 16) / 116;
+    const double fx = fy + a / 500;
+    const double fz = fy - b / 200;
+    const double x = kXn * labFInverse(fx);
+    const double y = kYn * labFInverse(fy);
+    const double z = kZn * labFInverse(fz);
+    const double r = 3.2404542 * x - 1.5371385 * y - 0.4985314 * z;
+    const double g = -0.9692660 * x + 1.8760108 * y + 0.0415560 * z;
+    const double bl = 0.0556434 * x - 0.2040259 * y + 1.0572252 * z;
+    return {encode(r), encode(g), encode(bl)};
 }
 
 double Lab::chroma() const
@@ -278,6 +304,28 @@ RGB visibleOnBlack(const RGB &color)
             return mixed;
     }
     return {1, 1, 1};
+}
+
+RGB darkened(const RGB &color)
+{
+    Lab lab = Lab::fromRgb(color);
+    lab.L = std::min(lab.L, 22.2);
+    const RGB capped = lab.rgb();
+    if (Lab::fromRgb(capped).L <= 22.7)
+        return capped;
+    // Out of gamut the cap does not hold; scale the channels down instead.
+    double lo = 0;
+    double hi = 1;
+    RGB scaled = capped;
+    for (int i = 0; i < 24; ++i) {
+        const double k = (lo + hi) / 2;
+        scaled = {capped.r * k, capped.g * k, capped.b * k};
+        if (Lab::fromRgb(scaled).L > 21.0)
+            hi = k;
+        else
+            lo = k;
+    }
+    return {capped.r * lo, capped.g * lo, capped.b * lo};
 }
 
 } // namespace ArtworkAccentColor

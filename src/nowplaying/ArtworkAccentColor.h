@@ -29,6 +29,7 @@ struct Lab
     double a = 0;
     double b = 0;
     static Lab fromRgb(const RGB &rgb);
+    RGB rgb() const;
     double chroma() const;
 };
 
@@ -63,6 +64,8 @@ std::optional<RGB> pick(const std::vector<Swatch> &swatches);
 // Lightened towards white in steps of 0.05 until it reaches a 3:1 contrast
 // against black.
 RGB visibleOnBlack(const RGB &color);
+// A deep shade of the colour (L* at most about 22).
+RGB darkened(const RGB &color);
 double contrastAgainstBlack(const RGB &color);
 
 } // namespace ArtworkAccentColor

@@ -146,6 +146,25 @@ private Q_SLOTS:
         QVERIFY(contrastAgainstBlack({0.30, 0.30, 0.30}) < 3.0); // black's grey is the first that reads
     }
 
+    void darkenedIsADeepShadeOfTheSameHue_data()
+    {
+        QTest::addColumn<QColor>("color");
+        QTest::newRow("red") << QColor(230, 40, 50);
+        QTest::newRow("yellow, out of gamut when capped") << QColor(255, 240, 0);
+        QTest::newRow("already dark") << QColor(30, 20, 60);
+        QTest::newRow("white") << QColor(255, 255, 255);
+    }
+    void darkenedIsADeepShadeOfTheSameHue()
+    {
+        QFETCH(QColor, color);
+        const RGB dark = darkened(rgb(color));
+        QVERIFY(Lab::fromRgb(dark).L <= 22.7);
+        if (Lab::fromRgb(rgb(color)).chroma() > 20)
+            QVERIFY(hueDistance(hue(dark), hue(rgb(color))) < 25);
+        if (Lab::fromRgb(rgb(color)).L < 22)
+            QVERIFY(std::fabs(Lab::fromRgb(dark).L - Lab::fromRgb(rgb(color)).L) < 0.5);
+    }
+
     // Real photographs: the pick must be the colourful region a person sees
     // first (the orange of the cat's fur, the red of the coffee cup, the
     // astronaut's orange suit).
