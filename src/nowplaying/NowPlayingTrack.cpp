@@ -77,6 +77,16 @@ std::optional<NowPlayingTrack::RepeatMode> NowPlayingTrack::repeatFromCode(const
     }
 }
 
+std::optional<NowPlayingTrack::MediaCommand> NowPlayingTrack::commandFromRaw(int raw)
+{
+    switch (raw) {
+    case 0: case 1: case 2: case 4: case 5: case 6: case 7:
+        return MediaCommand(raw);
+    default:
+        return std::nullopt;
+    }
+}
+
 std::optional<NowPlayingTrack> NowPlayingTrack::fromPayload(const QVariantMap &payload)
 {
     const auto title = nonEmptyString(payload, QStringLiteral("title"));

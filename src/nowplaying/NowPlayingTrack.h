@@ -69,6 +69,8 @@ public:
 
     static std::optional<ShuffleMode> shuffleFromCode(const QVariant &code);
     static std::optional<RepeatMode> repeatFromCode(const QVariant &code);
+    // The helper's command numbers skip 3.
+    static std::optional<MediaCommand> commandFromRaw(int raw);
 
     // Desktop IDs of browsers and video players: their entries are video
     // sources, for which no local cover is looked for.

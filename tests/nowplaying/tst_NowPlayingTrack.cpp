@@ -125,6 +125,14 @@ private Q_SLOTS:
 
     // A field left out of the comparison would make the service skip a real
     // change.
+    void commandsFromRawValues()
+    {
+        for (int raw : {-1, 3, 8})
+            QVERIFY(!Track::commandFromRaw(raw));
+        QCOMPARE(*Track::commandFromRaw(7), Track::MediaCommand::AdvanceRepeatMode);
+        QCOMPARE(*Track::commandFromRaw(2), Track::MediaCommand::TogglePlayPause);
+    }
+
     void equalityCoversEveryField()
     {
         const QList<std::function<void(Track &)>> changes{
