@@ -148,7 +148,8 @@ private Q_SLOTS:
 
     void aCameraSendingOnlyJpegIsDecoded()
     {
-        QVERIFY2(m_cameras.addJpegCamera(QStringLiteral("JpegCamera")).isEmpty(), "the JPEG camera did not start");
+        const QString jpegCamera = m_cameras.addJpegCamera(QStringLiteral("JpegCamera"));
+        QVERIFY2(jpegCamera.isEmpty(), qPrintable(jpegCamera));
         QString id;
         QTRY_VERIFY_WITH_TIMEOUT(
             [&] {
