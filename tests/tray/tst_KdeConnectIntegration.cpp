@@ -59,8 +59,8 @@ private Q_SLOTS:
         m_pair.start(QStringLiteral("/usr/bin/python3"),
                      {QStringLiteral(TRAY_TEST_DATA "/kdeconnect_pair.py"), path(QStringLiteral("pair"))});
         QVERIFY2(m_pair.waitForStarted(5000), "needs Debian's python3");
-        QVERIFY2(QTest::qWaitFor([&] { return m_pair.canReadLine() || m_pair.state() == QProcess::NotRunning; }, 60000),
-                 "the two KDE Connect daemons did not pair within 60 s");
+        QVERIFY2(QTest::qWaitFor([&] { return m_pair.canReadLine() || m_pair.state() == QProcess::NotRunning; }, 150000),
+                 "the two KDE Connect daemons did not pair within 150 s");
         m_info = QJsonDocument::fromJson(m_pair.readLine()).object();
         QVERIFY2(!m_info.contains(QLatin1String("error")), qPrintable(info("error")));
         QVERIFY(QDBusConnection::connectToBus(info("busA"), QStringLiteral("busA")).isConnected());

@@ -133,7 +133,8 @@ class Pair:
         # own 30 s pairing time-out; so when none has arrived after a while,
         # the other side asks instead. Whichever side is asked accepts; a side
         # that asked and is then asked pairs by itself, with no request left
-        # to see.
+        # to see. When both first requests are lost, the next ones only count
+        # after those time-outs: the wait leaves room for three rounds.
         peers = {"a": id_b, "b": id_a}
         asked = {"since": 0.0, "by": "b"}
 
@@ -150,7 +151,7 @@ class Pair:
                 asked["since"] = time.monotonic()
             return False
 
-        self.wait(accepted, "a pairing request", timeout=40)
+        self.wait(accepted, "a pairing request", timeout=100)
         self.wait(lambda: id_b in self.devices("a", paired=True), "the pairing")
         self.wait(lambda: "true" in self.device_call("a", id_b, "hasPlugin", "string:kdeconnect_share"),
                   "the share plugin")
