@@ -53,6 +53,21 @@ QList<int> sourceNodes(const QJsonArray &objects, const QString &name = {})
     return ids;
 }
 
+// The id of the video source `name` once the server lists it; -1 after 10 s
+// or once `maker` (the process behind it, if any) has ended.
+int waitForSource(const QString &name, const QProcess *maker = nullptr)
+{
+    QElapsedTimer waited;
+    waited.start();
+    QList<int> nodes;
+    while ((nodes = sourceNodes(dump(), name)).isEmpty()) {
+        if (waited.elapsed() > 10000 || (maker && maker->state() == QProcess::NotRunning))
+            return -1;
+        QThread::msleep(50);
+    }
+    return nodes.first();
+}
+
 } // namespace
 
 PipeWireCameras::~PipeWireCameras()
@@ -130,16 +145,11 @@ QString PipeWireCameras::addCamera(const QString &name)
     create.start(QStringLiteral("pw-cli"), {QStringLiteral("create-node"), QStringLiteral("adapter"), props});
     if (!create.waitForFinished(10000) || create.exitCode() != 0)
         return QStringLiteral("pw-cli could not make camera %1: %2").arg(name, QString::fromUtf8(create.readAllStandardError()));
-    QElapsedTimer waited;
-    waited.start();
-    QList<int> nodes;
-    while ((nodes = sourceNodes(dump(), name)).isEmpty()) {
-        if (waited.elapsed() > 10000)
-            return QStringLiteral("camera %1 did not appear (see %2/pipewire.log); is libspa-0.2-modules installed?")
-                .arg(name, m_dir.path());
-        QThread::msleep(50);
-    }
-    m_cameras.insert(name, nodes.first());
+    const int node = waitForSource(name);
+    if (node < 0)
+        return QStringLiteral("camera %1 did not appear (see %2/pipewire.log); is libspa-0.2-modules installed?")
+            .arg(name, m_dir.path());
+    m_cameras.insert(name, node);
     return {};
 }
 
@@ -157,13 +167,8 @@ QString PipeWireCameras::addJpegCamera(const QString &name)
                                  "node.name=%1,node.description=%1")
                       .arg(name)
                       .split(QLatin1Char(' ')));
-    QElapsedTimer waited;
-    waited.start();
-    while (sourceNodes(dump(), name).isEmpty()) {
-        if (waited.elapsed() > 10000 || camera->state() == QProcess::NotRunning)
-            return QStringLiteral("JPEG camera %1 did not appear (see %2/%1.log)").arg(name, m_dir.path());
-        QThread::msleep(50);
-    }
+    if (waitForSource(name, camera.get()) < 0)
+        return QStringLiteral("JPEG camera %1 did not appear (see %2/%1.log)").arg(name, m_dir.path());
     m_jpegCameras.push_back(std::move(camera));
     return {};
 }
