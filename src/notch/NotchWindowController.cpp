@@ -186,12 +186,14 @@ void NotchWindowController::pointerMoved(std::optional<QPointF> globalPosition)
 
 void NotchWindowController::pressBegan()
 {
+    qCDebug(lcNotch) << "press in the Nook";
     m_isPressingInNook = true;
     m_model->hold();
 }
 
 void NotchWindowController::pressEnded()
 {
+    qCDebug(lcNotch) << "press ended" << m_isPressingInNook;
     if (!m_isPressingInNook)
         return;
     m_isPressingInNook = false;
@@ -205,6 +207,8 @@ void NotchWindowController::releaseHoldAtPointer()
 
 void NotchWindowController::releaseHoldAt(QPointF qtPosition)
 {
+    qCDebug(lcNotch) << "release hold at" << qtPosition << "typing" << (m_model && m_model->isTyping())
+                     << "awaiting" << m_isAwaitingAnswer;
     if (m_model && !m_model->isTyping() && !m_isAwaitingAnswer)
         m_model->releaseHold(ScreenSpace::fromQt(qtPosition));
 }
@@ -214,6 +218,7 @@ void NotchWindowController::setAwaitingAnswer(bool awaiting)
     if (m_isAwaitingAnswer == awaiting)
         return;
     m_isAwaitingAnswer = awaiting;
+    qCDebug(lcNotch) << "awaiting an answer" << awaiting;
     if (!m_model)
         return;
     if (awaiting)

@@ -105,7 +105,9 @@ class Pair:
         self.processes.append(bus)
         env = dict(os.environ, HOME=home, XDG_RUNTIME_DIR=runtime, XDG_CONFIG_HOME=os.path.join(home, ".config"),
                    XDG_DATA_HOME=os.path.join(home, ".local", "share"), XDG_CACHE_HOME=os.path.join(home, ".cache"),
-                   DBUS_SESSION_BUS_ADDRESS=self.bus(side), QT_QPA_PLATFORM="offscreen")
+                   DBUS_SESSION_BUS_ADDRESS=self.bus(side), QT_QPA_PLATFORM="offscreen",
+                   # Timed debug lines: a failure's last words then say what each daemon was doing.
+                   QT_LOGGING_RULES="kdeconnect.*.debug=true", QT_MESSAGE_PATTERN="%{time process} %{category}: %{message}")
         env.pop("DISPLAY", None)
         log = open(os.path.join(self.workdir, side, "kdeconnectd.log"), "a")
         daemon = subprocess.Popen(["ip", "netns", "exec", self.netns[side], DAEMON], env=env,
