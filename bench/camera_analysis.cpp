@@ -32,8 +32,8 @@ double cpuMs()
     return double(t.tv_sec) * 1e3 + double(t.tv_nsec) / 1e6;
 }
 
-// A fixed amount of arithmetic, about a millisecond; its time says how fast
-// the machine is running just now.
+// A fixed amount of arithmetic (a tenth of a millisecond here); its time says
+// how fast this process is running just now.
 double referenceMs()
 {
     static float buffer[16384];
@@ -50,7 +50,7 @@ struct Timing
     double analysis;
 };
 
-void report(const char *what, QList<Timing> timings)
+void report(const char *what, const QList<Timing> &timings)
 {
     QList<double> all;
     double fastest = timings.first().reference;

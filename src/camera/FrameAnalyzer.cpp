@@ -200,14 +200,12 @@ struct LumaSource
     std::optional<LumaPlane> plane;
 };
 
-} // namespace
-
 // The detector is compiled for plain SSE2. When other code in the process has
 // left the upper halves of the AVX registers dirty (libraries pick AVX code
 // at run time on CPUs that have it), each SSE instruction waits on those
 // halves: on an AMD Zen 4 a frame with nobody in it took 30 ms instead of 12.
 // Clearing them before each look costs one instruction.
-static void clearUpperVectorHalves()
+void clearUpperVectorHalves()
 {
 #if defined(__x86_64__) || defined(__i386__)
     static const bool hasAvx = __builtin_cpu_supports("avx");
@@ -215,6 +213,8 @@ static void clearUpperVectorHalves()
         asm volatile("vzeroupper" ::: "memory");
 #endif
 }
+
+} // namespace
 
 struct FrameAnalyzer::Detector
 {
