@@ -1,5 +1,6 @@
 #include "camera/FrameAnalyzer.h"
 
+#include "camera/FaceFinder.h"
 #include "core/Clock.h"
 
 #include <QImage>
@@ -7,7 +8,6 @@
 #include <QLoggingCategory>
 #include <cmath>
 
-#include <dlib/image_processing/frontal_face_detector.h>
 
 Q_LOGGING_CATEGORY(lcAnalysis, "tarnwick.camera.analysis", QtWarningMsg)
 
@@ -200,54 +200,12 @@ struct LumaSource
     std::optional<LumaPlane> plane;
 };
 
-// The detector is compiled for plain SSE2. When other code in the process has
-// left the upper halves of the AVX registers dirty (libraries pick AVX code
-// at run time on CPUs that have it), each SSE instruction waits on those
-// halves: on an AMD Zen 4 a frame with nobody in it took 30 ms instead of 12.
-// Clearing them before each look costs one instruction.
-void clearUpperVectorHalves()
-{
-#if defined(__x86_64__) || defined(__i386__)
-    static const bool hasAvx = __builtin_cpu_supports("avx");
-    if (hasAvx)
-        asm volatile("vzeroupper" ::: "memory");
-#endif
-}
-
 } // namespace
 
 struct FrameAnalyzer::Detector
 {
-    // The detector's model is compiled into dlib; making it takes a few
-    // milliseconds, so it is made once, on first use, on the analysis thread.
-    dlib::frontal_face_detector detect;
-    // The second look at the middle only needs the faces the first look
-    // cannot see: from the detector's smallest (80 pixels) up to the first
-    // look's smallest, twice that. Four steps of its 5/6 pyramid reach past
-    // it; the larger steps would only find again what the first look
-    // already ruled out.
-    dlib::frontal_face_detector detectSmallFaces;
-    static constexpr unsigned long smallFaceLevels = 5;
-
-    Detector()
-        : detect(dlib::get_frontal_face_detector())
-        , detectSmallFaces(withLevels(detect, smallFaceLevels))
-    {
-    }
-
-    // The same detector, all five of its filters (looking ahead, to either
-    // side, and tilted either way), on a shorter pyramid.
-    static dlib::frontal_face_detector withLevels(const dlib::frontal_face_detector &stock, unsigned long levels)
-    {
-        dlib::scan_fhog_pyramid<dlib::pyramid_down<6>> scanner;
-        scanner.copy_configuration(stock.get_scanner());
-        scanner.set_max_pyramid_levels(levels);
-        std::vector<dlib::frontal_face_detector::feature_vector_type> filters;
-        for (unsigned long i = 0; i < stock.num_detectors(); ++i)
-            filters.push_back(stock.get_w(i));
-        return dlib::frontal_face_detector(scanner, stock.get_overlap_tester(), filters);
-    }
-    dlib::array2d<unsigned char> small;
+    std::unique_ptr<FaceFinder> finder;
+    std::vector<unsigned char> small;
 
     std::optional<QRectF> largestFace(const LumaPlane &plane)
     {
@@ -260,69 +218,93 @@ struct FrameAnalyzer::Detector
         // someone sitting back from the camera is.
         const int factor = std::max(1, int(std::lround(plane.width / 320.0)));
         const QRect whole(0, 0, plane.width, plane.height);
-        if (auto face = largestFace(plane, factor, whole, detect))
+        if (auto face = largestFace(plane, factor, whole, FaceFinder::Sizes::All))
             return face;
         if (factor == 1)
             return std::nullopt;
         const int fine = std::max(1, factor / 2);
         const QRect middle(plane.width / 4, plane.height / 4, plane.width / 2, plane.height / 2);
-        return largestFace(plane, fine, middle, detectSmallFaces);
+        return largestFace(plane, fine, middle, FaceFinder::Sizes::Small);
+    }
+
+    // `region` of the frame shrunk by `factor` into `small`, each pixel the
+    // average of its block, which keeps the small picture's edges clean.
+    // Written once per kind of pixel, so that nothing but the sum is left in
+    // the inner loop: it reads a whole frame each time.
+    template<typename Read>
+    void shrink(const LumaPlane &plane, const QRect &region, int factor, int w, int h, Read read)
+    {
+        const int area = factor * factor;
+        const qsizetype step = plane.step;
+        for (int y = 0; y < h; ++y) {
+            const uchar *rowStart = plane.base + qsizetype(region.top() + y * factor) * plane.stride
+                + qsizetype(region.left()) * step + plane.offset;
+            unsigned char *out = small.data() + std::size_t(y) * std::size_t(w);
+            for (int x = 0; x < w; ++x) {
+                const uchar *block = rowStart + qsizetype(x) * factor * step;
+                int sum = 0;
+                for (int dy = 0; dy < factor; ++dy) {
+                    const uchar *p = block + qsizetype(dy) * plane.stride;
+                    for (int dx = 0; dx < factor; ++dx)
+                        sum += read(p + dx * step);
+                }
+                out[x] = static_cast<unsigned char>(sum / area);
+            }
+        }
     }
 
     // Looks at `region` of the frame shrunk by `factor`; the box comes back
     // normalised to the whole frame.
     std::optional<QRectF> largestFace(const LumaPlane &plane, int factor, const QRect &region,
-                                      dlib::frontal_face_detector &detector)
+                                      FaceFinder::Sizes sizes)
     {
-        // A box average keeps the small picture's edges clean.
         const int w = region.width() / factor;
         const int h = region.height() / factor;
         if (w <= 0 || h <= 0)
             return std::nullopt;
-        small.set_size(h, w);
-        const int area = factor * factor;
-        for (int y = 0; y < h; ++y) {
-            const int row = region.top() + y * factor;
-            for (int x = 0; x < w; ++x) {
-                const int column = region.left() + x * factor;
-                int sum = 0;
-                for (int dy = 0; dy < factor; ++dy)
-                    for (int dx = 0; dx < factor; ++dx)
-                        sum += plane.at(row + dy, column + dx);
-                small[y][x] = static_cast<unsigned char>(sum / area);
-            }
+        small.resize(std::size_t(w) * std::size_t(h));
+        if (plane.kind == LumaPlane::Kind::Luma) {
+            shrink(plane, region, factor, w, h, [](const uchar *p) { return int(*p); });
+        } else {
+            shrink(plane, region, factor, w, h,
+                   [&plane](const uchar *p) { return (77 * p[plane.r] + 150 * p[plane.g] + 29 * p[plane.b]) >> 8; });
         }
 
-        std::vector<dlib::rectangle> faces;
-        clearUpperVectorHalves();
+        std::optional<FaceFinder::Box> best;
         try {
-            faces = detector(small);
+            best = finder->largestFace(small.data(), w, h, w, sizes);
         } catch (const std::exception &error) {
             qCWarning(lcAnalysis) << "face detection failed:" << error.what();
             return std::nullopt;
         }
-        const dlib::rectangle *best = nullptr;
-        for (const dlib::rectangle &face : faces) {
-            if (best == nullptr || face.area() > best->area())
-                best = &face;
-        }
-        if (best == nullptr)
+        if (!best)
             return std::nullopt;
-        // dlib's boxes are inclusive pixel rectangles, top down; clip them to
-        // the picture and turn them into the bottom-left unit square.
+        // The finder's boxes are inclusive pixel rectangles, top down; clip
+        // them to the picture and turn them into the bottom-left unit square.
         const double W = plane.width;
         const double H = plane.height;
-        const double left = std::clamp<double>(region.left() + best->left() * factor, 0, W);
-        const double right = std::clamp<double>(region.left() + (best->right() + 1) * factor, 0, W);
-        const double top = std::clamp<double>(region.top() + best->top() * factor, 0, H);
-        const double bottom = std::clamp<double>(region.top() + (best->bottom() + 1) * factor, 0, H);
+        const double left = std::clamp<double>(region.left() + best->left * factor, 0, W);
+        const double right = std::clamp<double>(region.left() + (best->right + 1) * factor, 0, W);
+        const double top = std::clamp<double>(region.top() + best->top * factor, 0, H);
+        const double bottom = std::clamp<double>(region.top() + (best->bottom + 1) * factor, 0, H);
         return QRectF(left / W, 1.0 - bottom / H, (right - left) / W, (bottom - top) / H);
     }
 };
 
-FrameAnalyzer::FrameAnalyzer(Clock &clock)
+FrameAnalyzer::FrameAnalyzer(Clock &clock, FinderFactory makeFinder)
     : m_clock(clock)
+    , m_makeFinder(makeFinder)
 {
+}
+
+FrameAnalyzer::Detector &FrameAnalyzer::detector()
+{
+    if (!m_detector) {
+        m_detector = std::make_unique<Detector>();
+        m_detector->finder = m_makeFinder();
+        qCDebug(lcAnalysis) << "face finder:" << m_detector->finder->build();
+    }
+    return *m_detector;
 }
 
 FrameAnalyzer::~FrameAnalyzer() = default;
@@ -339,9 +321,7 @@ void FrameAnalyzer::frameArrived(const QVideoFrame &frame)
     LumaSource source(frame);
     if (!source.plane)
         return;
-    if (!m_detector)
-        m_detector = std::make_unique<Detector>();
-    const std::optional<QRectF> face = m_detector->largestFace(*source.plane);
+    const std::optional<QRectF> face = detector().largestFace(*source.plane);
     const std::optional<double> brightness = ::averageLuma(face, *source.plane);
     if (!brightness)
         return;
@@ -354,9 +334,7 @@ std::optional<QRectF> FrameAnalyzer::largestFace(const QVideoFrame &frame)
     LumaSource source(frame);
     if (!source.plane)
         return std::nullopt;
-    if (!m_detector)
-        m_detector = std::make_unique<Detector>();
-    return m_detector->largestFace(*source.plane);
+    return detector().largestFace(*source.plane);
 }
 
 std::optional<double> FrameAnalyzer::averageLuma(const std::optional<QRectF> &region, const QVideoFrame &frame)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "camera/FaceFinder.h"
 #include "camera/FrameCheck.h"
 
 #include <QRectF>
@@ -18,7 +19,10 @@ class FrameAnalyzer
 public:
     using CheckHandler = std::function<void(const FrameCheck &)>;
 
-    explicit FrameAnalyzer(Clock &clock);
+    using FinderFactory = std::unique_ptr<FaceFinder> (*)();
+
+    // The finder is made on the first analysis, on the analysing thread.
+    explicit FrameAnalyzer(Clock &clock, FinderFactory makeFinder = &FaceFinder::create);
     ~FrameAnalyzer();
     FrameAnalyzer(const FrameAnalyzer &) = delete;
     FrameAnalyzer &operator=(const FrameAnalyzer &) = delete;
@@ -41,7 +45,10 @@ private:
     struct Detector;
 
     Clock &m_clock;
+    FinderFactory m_makeFinder;
     CheckHandler m_onCheck;
     std::optional<double> m_lastAnalysis;
     std::unique_ptr<Detector> m_detector;
+
+    Detector &detector();
 };
