@@ -17,14 +17,16 @@ private Q_SLOTS:
     void verdicts();
     void photographs_data();
     void photographs();
+    void theFastestFinderThisCpuRuns();
     void facesInTheDarkAreLitFromTheFace();
     void analysesAtMostTwiceASecond();
 
 private:
-    static std::optional<FrameCheck> analyse(const QVideoFrame &frame)
+    static std::optional<FrameCheck> analyse(const QVideoFrame &frame,
+                                             FrameAnalyzer::FinderFactory finder = &FaceFinder::create)
     {
         ManualClock clock;
-        FrameAnalyzer analyzer(clock);
+        FrameAnalyzer analyzer(clock, finder);
         std::optional<FrameCheck> result;
         analyzer.setOnCheck([&](const FrameCheck &check) { result = check; });
         analyzer.frameArrived(frame);
@@ -77,18 +79,26 @@ void tst_FrameAnalyzer::photographs_data()
     QTest::addColumn<bool>("packed"); // BGRA instead of NV12
     QTest::addColumn<double>("tilt"); // degrees, clockwise
     QTest::addColumn<Framing>("framing");
+    QTest::addColumn<FrameAnalyzer::FinderFactory>("finder");
 
-    // The ideal centre is (320, 216); her face is a box of about 87 px.
-    QTest::newRow("centred") << 0.3 << QPointF(320, 216) << false << 0.0 << Framing::Centered;
-    QTest::newRow("centred, packed RGB") << 0.3 << QPointF(320, 216) << true << 0.0 << Framing::Centered;
-    // A head leaning on a hand: the detector's tilted filters find it.
-    QTest::newRow("head tilted left") << 0.3 << QPointF(320, 216) << false << -30.0 << Framing::Centered;
-    QTest::newRow("head tilted right") << 0.3 << QPointF(320, 216) << false << 30.0 << Framing::Centered;
-    QTest::newRow("off to the left") << 0.3 << QPointF(160, 216) << false << 0.0 << Framing::OffCenter;
-    QTest::newRow("too low") << 0.3 << QPointF(320, 340) << false << 0.0 << Framing::OffCenter;
-    QTest::newRow("too close") << 0.62 << QPointF(320, 240) << false << 0.0 << Framing::TooClose;
-    QTest::newRow("too far") << 0.11 << QPointF(320, 216) << false << 0.0 << Framing::TooFar;
-    QTest::newRow("nobody") << 0.0 << QPointF() << false << 0.0 << Framing::NoFace;
+    // Every photograph goes through both builds of the face finder: the one
+    // built in, and the one this CPU gets (the AVX2 module where it can run).
+    const std::pair<const char *, FrameAnalyzer::FinderFactory> finders[] = {
+        {"built in", &FaceFinder::createBuiltIn}, {"fastest", &FaceFinder::create}};
+    for (const auto &[name, finder] : finders) {
+        const auto row = [&](const char *what) -> QTestData & { return QTest::addRow("%s, %s", what, name); };
+        // The ideal centre is (320, 216); her face is a box of about 87 px.
+        row("centred") << 0.3 << QPointF(320, 216) << false << 0.0 << Framing::Centered << finder;
+        row("centred, packed RGB") << 0.3 << QPointF(320, 216) << true << 0.0 << Framing::Centered << finder;
+        // A head leaning on a hand: the detector's tilted filters find it.
+        row("head tilted left") << 0.3 << QPointF(320, 216) << false << -30.0 << Framing::Centered << finder;
+        row("head tilted right") << 0.3 << QPointF(320, 216) << false << 30.0 << Framing::Centered << finder;
+        row("off to the left") << 0.3 << QPointF(160, 216) << false << 0.0 << Framing::OffCenter << finder;
+        row("too low") << 0.3 << QPointF(320, 340) << false << 0.0 << Framing::OffCenter << finder;
+        row("too close") << 0.62 << QPointF(320, 240) << false << 0.0 << Framing::TooClose << finder;
+        row("too far") << 0.11 << QPointF(320, 216) << false << 0.0 << Framing::TooFar << finder;
+        row("nobody") << 0.0 << QPointF() << false << 0.0 << Framing::NoFace << finder;
+    }
 }
 
 void tst_FrameAnalyzer::photographs()
@@ -98,16 +108,30 @@ void tst_FrameAnalyzer::photographs()
     QFETCH(bool, packed);
     QFETCH(double, tilt);
     QFETCH(Framing, framing);
+    QFETCH(FrameAnalyzer::FinderFactory, finder);
 
     const QImage photo = CameraFrames::astronaut();
     const QImage picture = faceWidth > 0
         ? CameraFrames::compose(photo, faceWidth * 640 / 87.0, QPointF(223, 128), faceCentre, 128, tilt)
         : CameraFrames::compose(photo.copy(320, 250, 192, 262), 1.5, QPointF(0, 0), QPointF(200, 50));
     const std::optional<FrameCheck> check =
-        analyse(packed ? CameraFrames::bgra(picture) : CameraFrames::nv12(picture));
+        analyse(packed ? CameraFrames::bgra(picture) : CameraFrames::nv12(picture), finder);
     QVERIFY(check);
     QCOMPARE(check->framing, framing);
     QCOMPARE(check->lighting, Lighting::Good);
+}
+
+void tst_FrameAnalyzer::theFastestFinderThisCpuRuns()
+{
+    // A module that failed to build, install or load would fall back to the
+    // built-in finder without a sound; on a CPU that can run it, it must be
+    // the one chosen.
+#if defined(__x86_64__)
+    const bool canRunAvx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+#else
+    const bool canRunAvx2 = false;
+#endif
+    QCOMPARE(QByteArray(FaceFinder::create()->build()), canRunAvx2 ? QByteArray("AVX2") : QByteArray("built in"));
 }
 
 void tst_FrameAnalyzer::facesInTheDarkAreLitFromTheFace()

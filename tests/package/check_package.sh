@@ -37,7 +37,8 @@ for f in usr/bin/tarnwick usr/bin/tarnwick-nowplaying \
   "usr/share/icons/hicolor/scalable/apps/$app_id.svg" "usr/share/icons/hicolor/symbolic/apps/$app_id-symbolic.svg" \
   "usr/share/icons/hicolor/48x48/apps/$app_id.png" "usr/share/icons/hicolor/256x256/apps/$app_id.png" \
   usr/share/man/man1/tarnwick.1.gz usr/share/man/man1/tarnwick-nowplaying.1.gz \
-  usr/share/doc/tarnwick/copyright usr/share/doc/tarnwick/changelog.gz; do
+  usr/share/doc/tarnwick/copyright usr/share/doc/tarnwick/changelog.gz \
+  $([ "$(dpkg --print-architecture)" = amd64 ] && echo usr/lib/x86_64-linux-gnu/tarnwick/tarnwick-face-finder-avx2.so); do
   [ -e "$root/$f" ] || fail "the package lacks /$f"
 done
 
