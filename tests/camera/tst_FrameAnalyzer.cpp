@@ -96,6 +96,9 @@ void tst_FrameAnalyzer::photographs_data()
         row("off to the left") << 0.3 << QPointF(160, 216) << false << 0.0 << Framing::OffCenter << finder;
         row("too low") << 0.3 << QPointF(320, 340) << false << 0.0 << Framing::OffCenter << finder;
         row("too close") << 0.62 << QPointF(320, 240) << false << 0.0 << Framing::TooClose << finder;
+        // Too small for the look at half size, too large for the full-size
+        // look's first levels.
+        row("between the two looks") << 0.15 << QPointF(320, 216) << false << 0.0 << Framing::Centered << finder;
         row("too far") << 0.11 << QPointF(320, 216) << false << 0.0 << Framing::TooFar << finder;
         row("nobody") << 0.0 << QPointF() << false << 0.0 << Framing::NoFace << finder;
     }
