@@ -1,13 +1,11 @@
 #include "camera/FrameAnalyzer.h"
 
-#include "camera/FaceFinder.h"
 #include "core/Clock.h"
 
 #include <QImage>
 #include <QRect>
 #include <QLoggingCategory>
 #include <cmath>
-
 
 Q_LOGGING_CATEGORY(lcAnalysis, "tarnwick.camera.analysis", QtWarningMsg)
 
