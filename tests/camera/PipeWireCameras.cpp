@@ -144,11 +144,12 @@ QString PipeWireCameras::addCamera(const QString &name)
     QProcess create;
     create.start(QStringLiteral("pw-cli"), {QStringLiteral("create-node"), QStringLiteral("adapter"), props});
     if (!create.waitForFinished(10000) || create.exitCode() != 0)
-        return QStringLiteral("pw-cli could not make camera %1: %2").arg(name, QString::fromUtf8(create.readAllStandardError()));
+        return QStringLiteral("pw-cli could not make camera %1: %2; %3")
+            .arg(name, QString::fromUtf8(create.readAllStandardError()), whatHappened({QStringLiteral("pipewire.log")}));
     const int node = waitForSource(name);
     if (node < 0)
-        return QStringLiteral("camera %1 did not appear (see %2/pipewire.log); is libspa-0.2-modules installed?")
-            .arg(name, m_dir.path());
+        return QStringLiteral("camera %1 did not appear (is libspa-0.2-modules installed?); %2")
+            .arg(name, whatHappened({QStringLiteral("pipewire.log")}));
     m_cameras.insert(name, node);
     return {};
 }
@@ -168,9 +169,25 @@ QString PipeWireCameras::addJpegCamera(const QString &name)
                       .arg(name)
                       .split(QLatin1Char(' ')));
     if (waitForSource(name, camera.get()) < 0)
-        return QStringLiteral("JPEG camera %1 did not appear (see %2/%1.log)").arg(name, m_dir.path());
+        return QStringLiteral("JPEG camera %1 did not appear; %2")
+            .arg(name, whatHappened({name + QStringLiteral(".log"), QStringLiteral("pipewire.log")}));
     m_jpegCameras.push_back(std::move(camera));
     return {};
+}
+
+QString PipeWireCameras::whatHappened(const QStringList &logs) const
+{
+    QString said = m_pipewire.state() == QProcess::NotRunning
+        ? QStringLiteral("the PipeWire server has exited (code %1)").arg(m_pipewire.exitCode())
+        : QStringLiteral("the PipeWire server is running");
+    for (const QString &log : logs) {
+        QFile file(m_dir.filePath(log));
+        const QStringList lines = file.open(QIODevice::ReadOnly)
+            ? QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts)
+            : QStringList();
+        said += QStringLiteral("; %1 ends:\n%2").arg(log, lines.mid(std::max<qsizetype>(0, lines.size() - 10)).join(QLatin1Char('\n')));
+    }
+    return said;
 }
 
 void PipeWireCameras::removeCamera(const QString &name)

@@ -43,6 +43,9 @@ public:
 
 private:
     static void linkReaders();
+    // For a failure message: whether the server still runs, and the end of
+    // each log (the temporary folder is gone by the time anyone reads it).
+    QString whatHappened(const QStringList &logs) const;
 
     QTemporaryDir m_dir;
     QProcess m_pipewire;

@@ -60,7 +60,8 @@ private Q_SLOTS:
 
     void openingOpensTheDeviceAndClosingReleasesIt()
     {
-        QVERIFY2(m_cameras.addCamera(QStringLiteral("FaceCamera")).isEmpty(), "camera did not start");
+        const QString failed = m_cameras.addCamera(QStringLiteral("FaceCamera"));
+        QVERIFY2(failed.isEmpty(), qPrintable(failed));
         QTRY_COMPARE_WITH_TIMEOUT(m_mirror->availableCameras().size(), 1, 15000);
         m_mirror->setActive(true);
         QTRY_COMPARE_WITH_TIMEOUT(m_mirror->status(), Status::Running, 10000);
@@ -127,8 +128,10 @@ private Q_SLOTS:
 
     void threeCamerasCycle()
     {
-        QVERIFY(m_cameras.addCamera(QStringLiteral("DeskCamera")).isEmpty());
-        QVERIFY(m_cameras.addCamera(QStringLiteral("RoomCamera")).isEmpty());
+        for (const QString &name : {QStringLiteral("DeskCamera"), QStringLiteral("RoomCamera")}) {
+            const QString failed = m_cameras.addCamera(name);
+            QVERIFY2(failed.isEmpty(), qPrintable(failed));
+        }
         QTRY_COMPARE_WITH_TIMEOUT(m_mirror->availableCameras().size(), 3, 15000);
         m_mirror->setActive(true);
         QTRY_COMPARE_WITH_TIMEOUT(m_mirror->status(), Status::Running, 10000);
