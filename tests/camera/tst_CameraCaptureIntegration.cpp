@@ -145,6 +145,16 @@ private Q_SLOTS:
         // Each camera once, then round to the first again.
         QCOMPARE(QSet<QString>(seen.begin(), seen.end()).size(), 3);
         QCOMPARE(seen.last(), seen.first());
+
+        // The chosen camera is unplugged while the drawer is in: the next
+        // opening falls back to one that is still there.
+        m_mirror->setActive(false);
+        m_cameras.removeCamera(seen.first());
+        QTRY_COMPARE_WITH_TIMEOUT(m_mirror->availableCameras().size(), 2, 15000);
+        m_mirror->setActive(true);
+        QTRY_COMPARE_WITH_TIMEOUT(m_mirror->status(), Status::Running, 10000);
+        QVERIFY(m_mirror->cameraName() != seen.first());
+        QTRY_VERIFY_WITH_TIMEOUT(m_capture->framesSinceStart() > 0, 10000);
         m_mirror->setActive(false);
         QVERIFY(msUntilReleased() >= 0);
     }
