@@ -179,7 +179,7 @@ QString PipeWireCameras::whatHappened(const QStringList &logs) const
 {
     QString said = m_pipewire.state() != QProcess::NotRunning ? QStringLiteral("the PipeWire server is running")
         : m_pipewire.exitStatus() == QProcess::CrashExit
-        ? QStringLiteral("the PipeWire server crashed (signal %1; see PipeWireCameras.h)").arg(m_pipewire.exitCode())
+        ? QStringLiteral("the PipeWire server crashed (see PipeWireCameras.h)")
         : QStringLiteral("the PipeWire server has exited (code %1)").arg(m_pipewire.exitCode());
     for (const QString &log : logs) {
         QFile file(m_dir.filePath(log));

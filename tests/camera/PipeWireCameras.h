@@ -21,11 +21,11 @@
 // when a reader lets go of it: its frame timer writes a frame's status
 // through the reader's exchange area after the server has cleared it (a
 // core shows the write to address 0 in libspa-videotestsrc, on the server's
-// data thread). Switching cameras 40 times crashed
-// it in about one run in three; the capture test lets go a handful of
-// times and failed that way in 2 of 32 runs, so tools/test runs a failed
-// test once more. A reader whose server dies can then crash inside
-// libpipewire as well. Neither crash is in Tarnwick's code.
+// data thread). Switching cameras 40 times crashed it in about one run in
+// three; the capture test lets go a handful of times and failed that way in
+// 2 of 33 runs, so tools/test runs a failed test once more. A reader whose
+// server dies can then crash inside libpipewire as well. Neither crash is
+// in Tarnwick's code.
 class PipeWireCameras
 {
 public:

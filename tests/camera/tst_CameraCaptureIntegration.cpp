@@ -154,7 +154,6 @@ private Q_SLOTS:
         m_mirror->setActive(true);
         QTRY_COMPARE_WITH_TIMEOUT(m_mirror->status(), Status::Running, 10000);
         QVERIFY(m_mirror->cameraName() != seen.first());
-        QTRY_VERIFY_WITH_TIMEOUT(m_capture->framesSinceStart() > 0, 10000);
         m_mirror->setActive(false);
         QVERIFY(msUntilReleased() >= 0);
     }
